@@ -1,0 +1,28 @@
+# Link pacerd_options into every target of ours: warnings, hardening, sanitizers.
+add_library(pacerd_options INTERFACE)
+
+target_compile_options(pacerd_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(PACERD_WERROR)
+    target_compile_options(pacerd_options INTERFACE -Werror)
+endif()
+
+target_compile_options(pacerd_options INTERFACE -fstack-protector-strong)
+target_compile_definitions(pacerd_options INTERFACE _GLIBCXX_ASSERTIONS)
+target_link_options(pacerd_options INTERFACE -Wl,-z,relro -Wl,-z,now)
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT PACERD_SANITIZE)
+    target_compile_definitions(pacerd_options INTERFACE _FORTIFY_SOURCE=2)
+endif()
+include(CheckPIESupported)
+check_pie_supported()
+
+if(PACERD_SANITIZE)
+    target_compile_options(pacerd_options INTERFACE -fsanitize=${PACERD_SANITIZE} -fno-omit-frame-pointer
+                                                    -fno-sanitize-recover=all)
+    target_link_options(pacerd_options INTERFACE -fsanitize=${PACERD_SANITIZE})
+endif()
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
