@@ -12,8 +12,8 @@
 namespace basalt {
 
 // An ordered list of (column name, value) pairs, each name at most once. Copies share their entries until one
-// of them is changed, so that handing out a row costs a pointer. A column that is absent from the row reads as
-// an empty Value: the integer 0 and the empty text.
+// of them is changed, so that handing out a row costs a pointer. A column that is absent from the row reads
+// as an empty Value: the integer 0 and the empty text.
 class ValueList {
   public:
     using Entry = std::pair<std::string, Value>;

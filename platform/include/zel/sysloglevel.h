@@ -3,8 +3,8 @@
 
 #include <string>
 
-// Trace messages belong to a class, one bit each; the trace level is the set of classes that are shown. Errors,
-// warnings and infos always show.
+// Trace messages belong to a class, one bit each; the trace level is the set of classes that are shown.
+// Errors, warnings and infos always show.
 inline constexpr unsigned int ZEL_TRACE_OBJECT = 0x001; // an object was built, found or turned into a command
 inline constexpr unsigned int ZEL_TRACE_SEARCH = 0x002; // a row was passed over, a link was followed
 
@@ -24,8 +24,8 @@ void ZEL_Sysloglevel_changeTracelevel(const char* module, unsigned int level);
 // 0: in the foreground, each message also goes to standard error. 1: as a daemon, to the system log alone.
 void ZEL_Sysloglevel_set(int daemonized);
 
-// `source` is the name of the source file ("dataflows.cpp"). In every line that is written, `text` stands last
-// and unchanged.
+// `source` is the name of the source file ("dataflows.cpp"). In every line that is written, `text` stands
+// last and unchanged.
 void ZEL_Sysloglevel_error(int handle, const char* source, int line, const std::string& text);
 void ZEL_Sysloglevel_warning(int handle, const char* source, int line, const std::string& text);
 void ZEL_Sysloglevel_info(int handle, const char* source, int line, const std::string& text);

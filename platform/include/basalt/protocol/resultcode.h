@@ -21,8 +21,8 @@ class EResultCode {
     };
 
     constexpr EResultCode() = default;
-    // Conversions both ways are intended: a result is written as `return EResultCode::done;` and compared with
-    // plain numbers.
+    // Conversions both ways are intended: a result is written as `return EResultCode::done;` and compared
+    // with plain numbers.
     constexpr EResultCode(Code code) : code_(code) {} // NOLINT(google-explicit-constructor)
 
     constexpr int value() const { return code_; }

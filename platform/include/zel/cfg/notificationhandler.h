@@ -36,10 +36,12 @@ class NotificationHandler {
     void registerConfigHandler(IConfigHandler& handler);
     void unregisterConfigHandler(IConfigHandler& handler);
 
-    // Starts to connect. False if the server cannot be reached now; connecting then goes on in the event loop.
+    // Starts to connect. False if the server cannot be reached now; connecting then goes on in the event
+    // loop.
     bool initialize();
 
-    // Takes in what the server has sent and calls the handlers. Call it when handleEvents() returned non-zero.
+    // Takes in what the server has sent and calls the handlers. Call it when handleEvents() returned
+    // non-zero.
     void process();
 
     // Valid as long as this object.
