@@ -1,0 +1,100 @@
+#include "ovsdb/framesplitter.h"
+
+#include <utility>
+
+namespace ovsdb {
+
+namespace {
+
+bool isBlank(char byte) {
+    return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
+}
+
+} // namespace
+
+void FrameSplitter::append(std::string_view bytes) {
+    buffer_.append(bytes);
+    scan();
+}
+
+std::string FrameSplitter::take() {
+    std::string message;
+    if (start_ == 0 && scanned_ == buffer_.size()) {
+        message = std::exchange(buffer_, {}); // the usual case, without a copy
+        scanned_ = 0;
+    } else {
+        message = buffer_.substr(start_, scanned_ - start_);
+        start_ = scanned_;
+        dropTaken();
+    }
+    complete_ = false;
+    scan();
+    return message;
+}
+
+void FrameSplitter::clear() {
+    *this = FrameSplitter(maxBytes_, maxDepth_);
+}
+
+void FrameSplitter::scan() {
+    while (!complete_ && scanned_ < buffer_.size()) {
+        const char byte = buffer_[scanned_];
+        if (depth_ == 0 && isBlank(byte)) {
+            start_ = ++scanned_;
+            continue;
+        }
+        step(byte);
+        ++scanned_;
+        if (scanned_ - start_ > maxBytes_) {
+            throw ProtocolError("a message of more than " + std::to_string(maxBytes_) + " bytes");
+        }
+    }
+    if (start_ == buffer_.size()) {
+        buffer_.clear();
+        start_ = scanned_ = 0;
+    }
+}
+
+void FrameSplitter::step(char byte) {
+    if (inString_) {
+        if (escaped_) {
+            escaped_ = false;
+        } else if (byte == '\\') {
+            escaped_ = true;
+        } else if (byte == '"') {
+            inString_ = false;
+        }
+        return;
+    }
+    if (depth_ == 0 && byte != '{') {
+        throw ProtocolError("something that is not a JSON object");
+    }
+    switch (byte) {
+    case '"':
+        inString_ = true;
+        break;
+    case '{':
+    case '[':
+        if (++depth_ > maxDepth_) {
+            throw ProtocolError("a message nested deeper than " + std::to_string(maxDepth_) + " levels");
+        }
+        break;
+    case '}':
+    case ']':
+        complete_ = --depth_ == 0;
+        break;
+    default:
+        break;
+    }
+}
+
+// Moving the rest to the front once per buffer's length keeps the whole linear.
+void FrameSplitter::dropTaken() {
+    if (start_ > buffer_.size() / 2) {
+        buffer_.erase(0, start_);
+        scanned_ -= start_;
+        start_ = 0;
+    }
+}
+
+} // namespace ovsdb

@@ -1,0 +1,56 @@
+// Cuts the byte stream of a JSON-RPC peer into JSON texts.
+#pragma once
+
+#include "ovsdb/error.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace ovsdb {
+
+// OVSDB puts no frame around its messages: each is a JSON object, and the next may follow without any byte
+// between them. So the end is found by counting brackets outside of strings. Each byte is looked at once,
+// however the stream is cut into pieces. Whether the text between the brackets is JSON is the parser's to
+// say.
+class FrameSplitter {
+  public:
+    // Bytes in one message; a gateway's whole database is a few hundred kilobytes.
+    static constexpr std::size_t defaultMaxBytes = std::size_t{64} << 20;
+    // Nested brackets. Eight are needed by the deepest message of the protocol.
+    static constexpr unsigned defaultMaxDepth = 64;
+
+    explicit FrameSplitter(std::size_t maxBytes = defaultMaxBytes, unsigned maxDepth = defaultMaxDepth)
+        : maxBytes_(maxBytes), maxDepth_(maxDepth) {}
+
+    // Looks no further than the end of the first message. Throws ProtocolError on a message that is too long
+    // or too deep, and on a byte that cannot begin a message; after that only clear() is of use.
+    void append(std::string_view bytes);
+
+    // A whole message is there to be taken.
+    bool complete() const { return complete_; }
+    // Some bytes of a message are there, but not its end.
+    bool partial() const { return !complete_ && start_ < buffer_.size(); }
+
+    // Only if complete(). Goes on to look for the next message in what has been appended; throws like append.
+    std::string take();
+
+    void clear();
+
+  private:
+    void scan();
+    void step(char byte);
+    void dropTaken();
+
+    std::size_t maxBytes_;
+    unsigned maxDepth_;
+    std::string buffer_;
+    std::size_t start_ = 0;   // of the message being scanned
+    std::size_t scanned_ = 0; // bytes looked at, from the buffer's beginning
+    unsigned depth_ = 0;
+    bool inString_ = false;
+    bool escaped_ = false;
+    bool complete_ = false;
+};
+
+} // namespace ovsdb

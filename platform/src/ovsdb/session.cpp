@@ -1,0 +1,393 @@
+#include "ovsdb/session.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <climits>
+#include <utility>
+
+namespace ovsdb {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::size_t receiveBytes = 16 * 1024;
+constexpr int receivesPerTurn = 16;
+
+std::string seconds(milliseconds time) {
+    std::string text = std::to_string(time.count() / 1000);
+    return time.count() % 1000 == 0 ? text + " s" : std::to_string(time.count()) + " ms";
+}
+
+const Json& member(const Json& message, const char* name) {
+    static const Json none;
+    const auto found = message.find(name);
+    return found == message.end() ? none : *found;
+}
+
+} // namespace
+
+bool Change::touches(const std::string& table) const {
+    return snapshot ||
+           std::any_of(rows.begin(), rows.end(), [&](const RowChange& row) { return row.table == table; });
+}
+
+Session::Session(SessionOptions options, SessionObserver& observer)
+    : options_(std::move(options)), observer_(observer) {}
+
+bool Session::start() {
+    stopped_ = false;
+    return state_ != State::disconnected || attempt();
+}
+
+short Session::pollEvents() const {
+    return static_cast<short>(stream_.hasUnsent() ? POLLIN | POLLOUT : POLLIN);
+}
+
+bool Session::hasWork() const {
+    return earlyChange_.has_value() || !inbox_.empty() || splitter_.complete();
+}
+
+std::optional<Session::Clock::time_point> Session::deadline() const {
+    std::optional<Clock::time_point> earliest;
+    if (state_ != State::live && !stopped_) {
+        earliest = due_;
+    }
+    if (splitter_.partial()) {
+        const auto silence = lastBytes_ + options_.answerTimeout;
+        earliest = earliest ? std::min(*earliest, silence) : silence;
+    }
+    return earliest;
+}
+
+std::optional<Change> Session::process() {
+    if (earlyChange_) {
+        return std::exchange(earlyChange_, std::nullopt);
+    }
+    if (state_ == State::disconnected) {
+        if (!stopped_ && Clock::now() >= due_) {
+            attempt();
+        }
+        return std::nullopt;
+    }
+    try {
+        return advance();
+    } catch (const ProtocolError& error) {
+        fail(std::string("sent ") + error.what());
+    }
+    return std::nullopt;
+}
+
+std::optional<Change> Session::advance() {
+    stream_.flush();
+    if (inbox_.empty() && !splitter_.complete()) {
+        receive();
+    }
+    while (state_ != State::disconnected && (!inbox_.empty() || splitter_.complete())) {
+        std::string message;
+        if (!inbox_.empty()) {
+            message = std::move(inbox_.front());
+            inbox_.pop_front();
+            inboxBytes_ -= message.size();
+        } else {
+            message = splitter_.take();
+        }
+        if (auto change = handle(parseJson(message))) {
+            return change;
+        }
+    }
+    const auto until = deadline();
+    if (state_ != State::disconnected && until && Clock::now() >= *until) {
+        fail("gave no answer within " + seconds(options_.answerTimeout));
+    }
+    return std::nullopt;
+}
+
+bool Session::attempt() {
+    switch (stream_.connect(options_.socketPath, options_.trustedUsers)) {
+    case UnixStream::Connect::connected:
+        break;
+    case UnixStream::Connect::foreignPeer:
+        fail("is refused: " + stream_.lastError(), true);
+        return false;
+    case UnixStream::Connect::unreachable:
+        fail("cannot be reached: " + stream_.lastError());
+        return false;
+    }
+    state_ = State::schemaRequested;
+    pendingId_ = request("get_schema", Json::array({options_.database}));
+    due_ = Clock::now() + options_.answerTimeout;
+    return true;
+}
+
+void Session::disconnect() {
+    stream_.close();
+    splitter_.clear();
+    inbox_.clear();
+    inboxBytes_ = 0;
+    snapshotInInbox_ = false;
+    state_ = State::disconnected;
+}
+
+void Session::fail(const std::string& reason, bool foreignPeer) {
+    disconnect();
+    due_ = Clock::now() + options_.reconnectPause;
+    stopped_ = !options_.reconnect;
+    const bool news = !outage_ || (foreignPeer && !foreignPeerReported_);
+    outage_ = true;
+    foreignPeerReported_ = foreignPeerReported_ || foreignPeer;
+    if (news) {
+        observer_.onOutage(reason);
+    }
+}
+
+void Session::receive() {
+    for (int turn = 0; turn < receivesPerTurn && !splitter_.complete(); ++turn) {
+        std::string bytes;
+        switch (stream_.receive(bytes, receiveBytes)) {
+        case UnixStream::Receive::data:
+            lastBytes_ = Clock::now();
+            splitter_.append(bytes);
+            break;
+        case UnixStream::Receive::nothingYet:
+            return;
+        case UnixStream::Receive::closed:
+            fail("is gone: " + stream_.lastError());
+            return;
+        }
+    }
+}
+
+std::optional<Change> Session::handle(const Json& message) {
+    if (member(message, "method").is_string()) {
+        if (isUpdate(message)) {
+            return Change{false, replica_->apply(member(message, "params")[1], options_.guard)};
+        }
+        handleCall(message);
+        return std::nullopt;
+    }
+    return takeReply(message);
+}
+
+bool Session::isUpdate(const Json& message) const {
+    const Json& params = member(message, "params");
+    if (member(message, "method") != "update") {
+        return false;
+    }
+    if (!params.is_array() || params.size() != 2) {
+        throw ProtocolError("an update that cannot be read");
+    }
+    return state_ == State::live && replica_.has_value();
+}
+
+void Session::handleCall(const Json& message) {
+    const std::string& method = message["method"].get_ref<const std::string&>();
+    if (method == "echo") {
+        const Json reply = {
+            {"id", member(message, "id")}, {"result", member(message, "params")}, {"error", nullptr}};
+        stream_.send(reply.dump());
+    } else if (method == "monitor_canceled") {
+        fail("no longer serves the database '" + options_.database + "'");
+    }
+    // Other notices (of locks, say) belong to requests that are never made here.
+}
+
+std::optional<Change> Session::takeReply(const Json& reply) {
+    const Json& id = member(reply, "id");
+    if (!id.is_number_integer()) {
+        throw ProtocolError("an answer to nothing");
+    }
+    if (id == awaitedId_) {
+        awaitedReply_ = reply;
+    } else if (id == pendingId_ && state_ == State::schemaRequested) {
+        takeSchema(reply);
+    } else if (id == pendingId_ && state_ == State::monitorRequested) {
+        return takeSnapshot(reply);
+    }
+    return std::nullopt; // the late answer to a request that was given up
+}
+
+// The whole reply is a refusal if "error" is set.
+const Json& Session::resultOf(const Json& reply, const char* what) {
+    const Json& error = member(reply, "error");
+    if (!error.is_null()) {
+        throw ProtocolError(std::string("an error instead of ") + what + ": " + toText(error).substr(0, 200));
+    }
+    return member(reply, "result");
+}
+
+void Session::takeSchema(const Json& reply) {
+    schema_ = DatabaseSchema::parse(resultOf(reply, "the schema"));
+    observer_.onSchema(*schema_);
+    Json requests = Json::object();
+    for (const std::string& table : options_.tables) {
+        if (const TableSchema* found = schema_->findTable(table)) {
+            Json& columns = requests[table]["columns"] = Json::array(); // unnamed, "_version" would come too
+            for (const auto& column : found->columns) {
+                columns.push_back(column.first);
+            }
+        }
+    }
+    if (options_.tables.empty()) {
+        earlyChange_ = goLive(Replica(*schema_, {}));
+        return;
+    }
+    state_ = State::monitorRequested;
+    pendingId_ = request("monitor", Json::array({options_.database, "replica", std::move(requests)}));
+    due_ = Clock::now() + options_.answerTimeout;
+}
+
+std::optional<Change> Session::takeSnapshot(const Json& reply) {
+    Replica fresh(*schema_, options_.tables);
+    fresh.apply(resultOf(reply, "the tables"), options_.guard);
+    return goLive(std::move(fresh));
+}
+
+Change Session::goLive(Replica fresh) {
+    replica_ = std::move(fresh);
+    state_ = State::live;
+    snapshotInInbox_ = false;
+    foreignPeerReported_ = false;
+    if (std::exchange(outage_, false)) {
+        observer_.onRecovery();
+    }
+    return Change{true, {}};
+}
+
+long long Session::request(const char* method, Json params) {
+    const long long id = ++lastId_;
+    const Json message = {{"method", method}, {"params", std::move(params)}, {"id", id}};
+    stream_.send(message.dump(-1, ' ', false, Json::error_handler_t::replace));
+    return id;
+}
+
+// --- operations that wait ---
+
+TransactResult::Status Session::waitForSnapshot(milliseconds timeout) {
+    using Status = TransactResult::Status;
+    const Status status =
+        waitUntil(Clock::now() + timeout, [this] { return snapshotInInbox_ || state_ == State::live; });
+    if (status == Status::answered && !earlyChange_ && !replica_) {
+        earlyChange_ = process();
+        if (!earlyChange_) {
+            return Status::notConnected; // what came was no snapshot
+        }
+    }
+    return status;
+}
+
+TransactResult::Status Session::waitForSchema() {
+    return waitUntil(Clock::now() + options_.answerTimeout,
+                     [this] { return state_ == State::monitorRequested || state_ == State::live; });
+}
+
+TransactResult Session::transact(const Transaction& transaction) {
+    using Status = TransactResult::Status;
+    TransactResult result;
+    result.status = waitForSchema();
+    if (result.status != Status::answered) {
+        return result;
+    }
+    Json params = Json::array({options_.database});
+    for (const Json& operation : transaction.operations()) {
+        params.push_back(operation);
+    }
+    awaitedReply_.reset();
+    awaitedId_ = request("transact", std::move(params));
+    result.status =
+        waitUntil(Clock::now() + options_.answerTimeout, [this] { return awaitedReply_.has_value(); });
+    awaitedId_ = 0;
+    if (result.status == Status::answered) {
+        const Json reply = std::move(*awaitedReply_);
+        awaitedReply_.reset();
+        if (!member(reply, "error").is_null()) {
+            return {Status::failed, Json(), toText(member(reply, "error"))};
+        }
+        result.results = member(reply, "result");
+    }
+    return result;
+}
+
+template <typename Condition>
+TransactResult::Status Session::waitUntil(Clock::time_point until, Condition condition) {
+    using Status = TransactResult::Status;
+    if (state_ == State::disconnected && !attempt()) {
+        return Status::notConnected;
+    }
+    while (!condition()) {
+        try {
+            stream_.flush();
+            if (!splitter_.complete()) {
+                receive();
+            }
+            while (state_ != State::disconnected && splitter_.complete()) {
+                handleForWaiter(splitter_.take());
+            }
+        } catch (const ProtocolError& error) {
+            fail(std::string("sent ") + error.what());
+        }
+        if (state_ == State::disconnected) {
+            return Status::notConnected;
+        }
+        if (condition()) {
+            break;
+        }
+        switch (waitForEvent(until)) {
+        case Wait::ready:
+            break;
+        case Wait::timedOut:
+            if (Clock::now() >= due_ || awaitedId_ != 0) {
+                fail("gave no answer within " + seconds(options_.answerTimeout));
+            }
+            return Status::noAnswer;
+        case Wait::interrupted:
+            return Status::noAnswer;
+        }
+    }
+    return Status::answered;
+}
+
+// Replies that the connection itself needs and echoes are handled now; what changes the replica waits for
+// process(), so that nobody's reads change under his hands.
+void Session::handleForWaiter(std::string text) {
+    const Json message = parseJson(text);
+    const bool snapshot = state_ == State::monitorRequested && member(message, "id") == pendingId_;
+    const bool call = member(message, "method").is_string();
+    if (snapshot || (call && message["method"] != "echo")) {
+        snapshotInInbox_ = snapshotInInbox_ || snapshot;
+        inboxBytes_ += text.size();
+        if (inboxBytes_ > FrameSplitter::defaultMaxBytes) {
+            throw ProtocolError("more changes than can be kept");
+        }
+        inbox_.push_back(std::move(text));
+        return;
+    }
+    handle(message);
+}
+
+Session::Wait Session::waitForEvent(Clock::time_point until) const {
+    const auto left = std::chrono::ceil<milliseconds>(until - Clock::now()).count();
+    if (left <= 0) {
+        return Wait::timedOut;
+    }
+    pollfd polled[] = {{stream_.descriptor(), pollEvents(), 0}, {interrupt_, POLLIN, 0}};
+    const int ready = ::poll(polled, 2, static_cast<int>(std::min<long long>(left, INT_MAX)));
+    if (ready > 0 && polled[1].revents != 0) {
+        return Wait::interrupted;
+    }
+    return ready == 0 ? Wait::timedOut : Wait::ready;
+}
+
+void Session::watch(std::vector<std::string> tables) {
+    if (tables == options_.tables) {
+        return;
+    }
+    options_.tables = std::move(tables);
+    if (state_ == State::monitorRequested || state_ == State::live) {
+        disconnect();
+        due_ = Clock::now();
+    }
+}
+
+} // namespace ovsdb

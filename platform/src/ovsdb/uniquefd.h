@@ -1,0 +1,39 @@
+// A file descriptor with an owner.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace ovsdb {
+
+class UniqueFd {
+  public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) : fd_(fd) {}
+    UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept {
+        if (this != &other) {
+            reset();
+            fd_ = std::exchange(other.fd_, -1);
+        }
+        return *this;
+    }
+    UniqueFd(const UniqueFd&) = delete;
+    UniqueFd& operator=(const UniqueFd&) = delete;
+    ~UniqueFd() { reset(); }
+
+    bool valid() const { return fd_ >= 0; }
+    int get() const { return fd_; }
+
+    void reset() {
+        if (fd_ >= 0) {
+            ::close(std::exchange(fd_, -1));
+        }
+    }
+
+  private:
+    int fd_ = -1;
+};
+
+} // namespace ovsdb
