@@ -1,3 +1,5 @@
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+
 # Link pacerd_options into every target of ours: warnings, hardening, sanitizers.
 add_library(pacerd_options INTERFACE)
 

@@ -82,7 +82,7 @@ std::string pcpMap::genFapiQosSysCallCmd(int opMode, int direction) const {
     }
     std::string cmd = "ip link set " + *vlanInterface + " type vlan egress-qos-map";
     for (const auto& [priority, pcp] : skbToPcp) {
-        cmd += " " + std::to_string(priority) + ":" + std::to_string(pcp);
+        cmd += VAStr(" %lld:%lld", priority, pcp);
     }
     return cmd;
 }
@@ -101,7 +101,7 @@ bool pcpMap::findEgressQToPcpMap() {
     }
     std::string text;
     for (const auto& [priority, pcp] : skbToPcp) {
-        text += "{" + std::to_string(priority) + ":" + std::to_string(pcp) + "}";
+        text += VAStr("{%lld:%lld}", priority, pcp);
     }
     ZEL_Sysloglevel_info(moduleHandle, source, __LINE__,
                          VAStr("skb=>pcp map for if '%s': %s", interfaceStack.front().c_str(), text.c_str()));
