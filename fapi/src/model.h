@@ -1,0 +1,73 @@
+// What the tools have been told: plain values, as they stand in the state file and in the listings.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace fapi {
+
+// An interface as it was when an object was configured on it. One that has vanished and come back has another
+// index and is another interface.
+struct Interface {
+    std::string name;
+    int index = 0;
+    bool operator==(const Interface&) const = default;
+};
+
+enum class Direction { egress, ingress };
+std::string nameOf(Direction direction);
+
+// ifcfg --ifmap
+struct IfMap {
+    Interface upper;
+    int category = 0;
+    Interface base; // the port that carries the traffic of `upper`
+    Interface lowest;
+    std::optional<int> group; // only ingress mappings have one
+    uint32_t uses = 1;        // how often it was added; as many deletions take it away
+    bool operator==(const IfMap&) const = default;
+};
+
+// qcfg --port
+struct Shaper {
+    std::string name;
+    Interface port;
+    Direction direction = Direction::egress;
+    uint64_t kbit = 0; // kbit/s
+    bool operator==(const Shaper&) const = default;
+};
+
+enum class Scheduler { strict, weighted };
+enum class Drop { tail, red };
+
+constexpr uint32_t highestPrecedence = 9;
+constexpr uint32_t defaultQueueMark = 8; // the queue with this --map takes what no other queue is for
+
+// qcfg --queue
+struct Queue {
+    std::string name;
+    Interface owner;
+    Direction direction = Direction::egress;
+    uint32_t length = 0; // packets, 0 for the tools' own choice
+    Scheduler scheduler = Scheduler::strict;
+    uint32_t value = 0; // precedence (strict) or weight (weighted)
+    Drop drop = Drop::tail;
+    uint32_t mark = 0;
+    uint16_t minor = 0; // of its class on the port
+    bool operator==(const Queue&) const = default;
+};
+
+struct State {
+    std::vector<IfMap> ifMaps;
+    std::vector<Shaper> shapers;
+    std::vector<Queue> queues;
+    bool empty() const { return ifMaps.empty() && shapers.empty() && queues.empty(); }
+    bool operator==(const State&) const = default;
+};
+
+// The port whose scheduler the queues of `owner` join: the base that ifcfg named, or the interface itself.
+Interface portOf(const State& state, const Interface& owner);
+
+} // namespace fapi

@@ -1,0 +1,68 @@
+#include "failure.h"
+#include "tools.h"
+
+#include <cstdio>
+
+namespace fapi {
+
+namespace {
+
+constexpr const char* ifcfgHelp = R"(usage: ifcfg --ifmap -A|-D IF -tCATEGORY -bBASE -lLOWEST [-gGROUP]
+       ifcfg --ifmap -L
+Says which base port carries the traffic of an interface. See ifcfg(8).
+)";
+constexpr const char* qcfgHelp = R"(usage: qcfg --port  -A|-M|-D NAME -i IF -s cb --pir KBIT -t egress|ingress
+       qcfg --queue -A|-M|-D NAME -i IF -t egress|ingress -l PACKETS
+                    -m sp --priority 0..9 | -m wfq --weight 1..1000
+                    -d tail|red --map MARK
+       qcfg --queue -Lall -iIF [-tegress|-tingress]
+Shapes a port and gives it queues. --force replaces a root qdisc set up by others. See qcfg(8).
+)";
+
+struct Tool {
+    const char* name;
+    const char* help;
+    void (*run)(const Words&, Subject&);
+};
+constexpr Tool tools[] = {{"ifcfg", ifcfgHelp, ifcfg}, {"qcfg", qcfgHelp, qcfg}};
+
+void complain(const std::string& tool, const Subject& subject, const std::string& what) {
+    const std::string line = tool + ": " + (subject.text.empty() ? "" : subject.text + ": ") + what + "\n";
+    (void)fputs(line.c_str(), stderr);
+}
+
+} // namespace
+
+void warn(const char* tool, const Subject& subject, const std::string& what) {
+    complain(tool, subject, "warning: " + what);
+}
+
+int run(const std::string& name, const Words& words) {
+    Subject subject;
+    try {
+        for (const Tool& tool : tools) {
+            if (name != tool.name) {
+                continue;
+            }
+            if (words.size() == 1 && (words[0] == "--help" || words[0] == "--version")) {
+                printf(words[0] == "--help" ? "%s" : "%s " FAPI_VERSION "\n",
+                       words[0] == "--help" ? tool.help : tool.name);
+                return 0;
+            }
+            tool.run(words, subject);
+            if (fflush(stdout) != 0) {
+                throw Failure("writing the answer failed");
+            }
+            return 0;
+        }
+        throw Usage("call this program as ifcfg, qcfg or classcfg");
+    } catch (const Failure& failure) {
+        complain(name, subject, failure.what());
+        return failure.status();
+    } catch (const std::exception& error) {
+        complain(name, subject, error.what());
+        return exitFailed;
+    }
+}
+
+} // namespace fapi

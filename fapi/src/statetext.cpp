@@ -1,0 +1,152 @@
+#include "failure.h"
+#include "store.h"
+
+#include <charconv>
+#include <string_view>
+#include <vector>
+
+// One object a line, words separated by single blanks; interfaces as name and index. Example:
+//   ifmap ppp0 7 2 ptm0 3 ptm0 3 - 1
+//   shaper shape_wan ptm0 3 egress 20000
+//   queue ppp0_q1 ppp0 7 egress 64 strict 1 tail 1 16
+
+namespace fapi {
+
+namespace {
+
+std::string textOf(const Interface& interface) {
+    return interface.name + " " + std::to_string(interface.index);
+}
+
+class Line {
+  public:
+    explicit Line(std::string_view text) : text_(text), rest_(text) {}
+
+    std::string word() {
+        const size_t end = rest_.find(' ');
+        const std::string_view found = rest_.substr(0, end);
+        rest_ = end == std::string_view::npos ? std::string_view{} : rest_.substr(end + 1);
+        if (found.empty()) {
+            bad();
+        }
+        return std::string(found);
+    }
+
+    template <typename T>
+    T number() {
+        const std::string text = word();
+        T value = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        if (error != std::errc() || end != text.data() + text.size()) {
+            bad();
+        }
+        return value;
+    }
+
+    Interface interface() {
+        std::string name = word();
+        return {std::move(name), number<int>()};
+    }
+
+    template <typename T>
+    T oneOf(std::string_view first, T firstValue, std::string_view second, T secondValue) {
+        const std::string text = word();
+        if (text != first && text != second) {
+            bad();
+        }
+        return text == first ? firstValue : secondValue;
+    }
+
+    Direction direction() { return oneOf("egress", Direction::egress, "ingress", Direction::ingress); }
+
+    [[noreturn]] void bad() const {
+        throw Failure("the state file has a line that is not understood: " + std::string(text_));
+    }
+
+  private:
+    std::string_view text_;
+    std::string_view rest_;
+};
+
+IfMap readIfMap(Line& line) {
+    IfMap map;
+    map.upper = line.interface();
+    map.category = line.number<int>();
+    map.base = line.interface();
+    map.lowest = line.interface();
+    const std::string group = line.word();
+    if (group != "-") {
+        map.group = Line(group).number<int>();
+    }
+    map.uses = line.number<uint32_t>();
+    return map;
+}
+
+Shaper readShaper(Line& line) {
+    Shaper shaper;
+    shaper.name = line.word();
+    shaper.port = line.interface();
+    shaper.direction = line.direction();
+    shaper.kbit = line.number<uint64_t>();
+    return shaper;
+}
+
+Queue readQueue(Line& line) {
+    Queue queue;
+    queue.name = line.word();
+    queue.owner = line.interface();
+    queue.direction = line.direction();
+    queue.length = line.number<uint32_t>();
+    queue.scheduler = line.oneOf("strict", Scheduler::strict, "weighted", Scheduler::weighted);
+    queue.value = line.number<uint32_t>();
+    queue.drop = line.oneOf("tail", Drop::tail, "red", Drop::red);
+    queue.mark = line.number<uint32_t>();
+    queue.minor = line.number<uint16_t>();
+    return queue;
+}
+
+} // namespace
+
+std::string formatState(const State& state) {
+    std::string text;
+    for (const IfMap& map : state.ifMaps) {
+        text += "ifmap " + textOf(map.upper) + " " + std::to_string(map.category) + " " + textOf(map.base) +
+                " " + textOf(map.lowest) + " " + (map.group ? std::to_string(*map.group) : "-") + " " +
+                std::to_string(map.uses) + "\n";
+    }
+    for (const Shaper& shaper : state.shapers) {
+        text += "shaper " + shaper.name + " " + textOf(shaper.port) + " " + nameOf(shaper.direction) + " " +
+                std::to_string(shaper.kbit) + "\n";
+    }
+    for (const Queue& queue : state.queues) {
+        text += "queue " + queue.name + " " + textOf(queue.owner) + " " + nameOf(queue.direction) + " " +
+                std::to_string(queue.length) +
+                (queue.scheduler == Scheduler::strict ? " strict " : " weighted ") +
+                std::to_string(queue.value) + (queue.drop == Drop::tail ? " tail " : " red ") +
+                std::to_string(queue.mark) + " " + std::to_string(queue.minor) + "\n";
+    }
+    return text;
+}
+
+State parseState(const std::string& text) {
+    State state;
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        const size_t end = rest.find('\n');
+        Line line(rest.substr(0, end));
+        rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
+        const std::string kind = line.word();
+        if (kind == "ifmap") {
+            state.ifMaps.push_back(readIfMap(line));
+        } else if (kind == "shaper") {
+            state.shapers.push_back(readShaper(line));
+        } else if (kind == "queue") {
+            state.queues.push_back(readQueue(line));
+        } else {
+            line.bad();
+        }
+    }
+    return state;
+}
+
+} // namespace fapi

@@ -1,0 +1,140 @@
+#include "store.h"
+
+#include "failure.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+
+namespace fapi {
+
+namespace {
+
+#ifndef SO_NETNS_COOKIE
+constexpr int SO_NETNS_COOKIE = 71;
+#endif
+
+// Names a network namespace for as long as the machine runs; unlike its inode number it is never used again.
+std::string namespaceName() {
+    const UniqueFd any(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    uint64_t cookie = 0;
+    socklen_t size = sizeof cookie;
+    if (any && getsockopt(any.get(), SOL_SOCKET, SO_NETNS_COOKIE, &cookie, &size) == 0) {
+        return "net-" + std::to_string(cookie);
+    }
+    struct stat self {};
+    if (stat("/proc/self/ns/net", &self) == 0) { // before Linux 5.14
+        return "net-inode-" + std::to_string(self.st_ino);
+    }
+    return "net";
+}
+
+std::string rootFolder() {
+    const char* chosen = getenv("FAPI_QOS_STATE");
+    return chosen != nullptr && *chosen != '\0' ? chosen : "/run/fapi-qos";
+}
+
+std::string readAll(const std::string& path) {
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    if (!file) {
+        return text;
+    }
+    char block[8192];
+    ssize_t got = 0;
+    while ((got = read(file.get(), block, sizeof block)) > 0) {
+        text.append(block, static_cast<size_t>(got));
+    }
+    return text;
+}
+
+void writeAll(const std::string& path, const std::string& text) {
+    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (!file) {
+        throw Failure(withErrno(path, errno));
+    }
+    size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t wrote = write(file.get(), text.data() + done, text.size() - done);
+        if (wrote < 0 && errno != EINTR) {
+            throw Failure(withErrno(path, errno));
+        }
+        done += wrote > 0 ? static_cast<size_t>(wrote) : 0;
+    }
+}
+
+} // namespace
+
+Store::Store(Access access) : root_(rootFolder()), folder_(root_ + "/" + namespaceName()) {
+    if (access == Access::write && mkdir(root_.c_str(), 0755) != 0 && errno != EEXIST) {
+        throw Failure(withErrno("state folder " + root_, errno));
+    }
+    lock(access);
+}
+
+void Store::lock(Access access) {
+    lock_ = UniqueFd(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!lock_) {
+        if (access == Access::read && errno == ENOENT) {
+            return; // nothing was ever configured
+        }
+        throw Failure(withErrno("state folder " + root_, errno));
+    }
+    const int kind = access == Access::read ? LOCK_SH : LOCK_EX;
+    constexpr timespec pause{0, 1'000'000};
+    for (int tries = 0; flock(lock_.get(), kind | LOCK_NB) != 0; ++tries) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            throw Failure(withErrno("locking " + root_, errno));
+        }
+        if (tries == 30'000) {
+            throw Failure("another call holds the lock on " + root_ + " for 30 s");
+        }
+        (void)nanosleep(&pause, nullptr);
+    }
+}
+
+State Store::load() const {
+    return parseState(readAll(folder_ + "/state"));
+}
+
+void Store::makeFolder() {
+    if (mkdir(folder_.c_str(), 0755) != 0 && errno != EEXIST) {
+        throw Failure(withErrno("state folder " + folder_, errno));
+    }
+}
+
+void Store::save(const State& state) {
+    const std::string file = folder_ + "/state";
+    if (state.empty()) {
+        (void)unlink(file.c_str());
+        return;
+    }
+    makeFolder();
+    const std::string fresh = file + ".new";
+    writeAll(fresh, formatState(state));
+    if (rename(fresh.c_str(), file.c_str()) != 0) {
+        throw Failure(withErrno(file, errno));
+    }
+}
+
+bool Store::wasInterrupted() const {
+    return access((folder_ + "/busy").c_str(), F_OK) == 0;
+}
+
+void Store::markBusy() {
+    makeFolder();
+    writeAll(folder_ + "/busy", {});
+}
+
+void Store::markDone() {
+    (void)unlink((folder_ + "/busy").c_str());
+    (void)unlink((folder_ + "/state.new").c_str()); // of a call that was killed
+    (void)rmdir(folder_.c_str());                   // fails while anything is configured
+}
+
+} // namespace fapi

@@ -1,0 +1,50 @@
+// Where the tools remember what they were told: one folder per network namespace below /run/fapi-qos (or
+// below $FAPI_QOS_STATE), and while anything is read or written a lock on the root folder.
+//
+//   <root>/<namespace cookie>/state   maps, shapers, queues; one line each; replaced as a whole by rename
+//   <root>/<namespace cookie>/busy    exists while the kernel is being changed: found at the start of a call,
+//   it says that
+//                                     an earlier call was killed, and that the kernel must be compared with
+//                                     the state
+//
+// The folder of a namespace goes away with its last object.
+#pragma once
+
+#include "model.h"
+#include "unique_fd.h"
+
+#include <string>
+
+namespace fapi {
+
+enum class Access { read, write };
+
+class Store {
+  public:
+    // Waits for other calls to finish, at most 30 s; throws Failure when they do not, or when the root cannot
+    // be used.
+    explicit Store(Access access);
+
+    State load() const;
+    void save(const State& state);
+
+    bool wasInterrupted() const;
+    void markBusy();
+    void markDone();
+
+    const std::string& folder() const { return folder_; }
+
+  private:
+    void lock(Access access);
+    void makeFolder();
+
+    std::string root_;
+    std::string folder_;
+    UniqueFd lock_;
+};
+
+// The state file's text; separate for tests. parseState throws Failure on a line it does not understand.
+std::string formatState(const State& state);
+State parseState(const std::string& text);
+
+} // namespace fapi

@@ -1,0 +1,42 @@
+#include "values.h"
+
+#include "failure.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace fapi {
+
+namespace {
+
+bool printable(char c) {
+    return c > ' ' && c < 0x7f && c != '/';
+}
+
+} // namespace
+
+uint64_t readNumber(const std::string& option, const std::string& text, uint64_t lowest, uint64_t highest) {
+    uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < lowest || number > highest) {
+        throw Usage("option " + option + ": '" + text + "' is not a number from " + std::to_string(lowest) +
+                    " to " + std::to_string(highest));
+    }
+    return number;
+}
+
+void checkName(const std::string& what, const std::string& text) {
+    if (text.empty() || text.size() > 63 || text.front() == '-' ||
+        !std::all_of(text.begin(), text.end(), printable)) {
+        throw Usage("'" + text + "' is not a " + what + " (1 to 63 printable characters without '/')");
+    }
+}
+
+void checkInterfaceName(const std::string& option, const std::string& text) {
+    if (text.empty() || text.size() > 15 || text.front() == '-' || text == "." || text == ".." ||
+        !std::all_of(text.begin(), text.end(), printable)) {
+        throw Usage("option " + option + ": '" + text + "' is not an interface name");
+    }
+}
+
+} // namespace fapi
