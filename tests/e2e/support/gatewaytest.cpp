@@ -1,0 +1,100 @@
+#include "gatewaytest.h"
+
+#include <algorithm>
+#include <csignal>
+#include <set>
+
+namespace e2e {
+
+namespace {
+
+// A daemon in the background that a test has left behind: it is our child, and nobody else's.
+void endBackgroundDaemon() {
+    const std::string text = readFile(pidFile);
+    const int id = std::atoi(text.c_str());
+    if (id > 1) {
+        ::kill(id, SIGKILL);
+        Process::adopt(id).wait();
+    }
+    ::unlink(pidFile);
+}
+
+const std::set<std::string>& daemonSources() {
+    static const std::set<std::string> all = {"main.cpp",      "confighandler.cpp", "dbaccess.cpp",
+                                              "dataflows.cpp", "lowdatapath.cpp",   "upperdatapath.cpp",
+                                              "queues.cpp",    "classifier.cpp",    "shaper.cpp",
+                                              "ifmap.cpp",     "pcpmap.cpp",        "fapiqosconnector.cpp"};
+    return all;
+}
+
+} // namespace
+
+GatewayTest::GatewayTest() = default;
+
+GatewayTest::~GatewayTest() {
+    daemon.reset();
+    endBackgroundDaemon();
+}
+
+void GatewayTest::startServer(const Json& configuration) {
+    server.start();
+    db.replaceAll(configuration);
+}
+
+void GatewayTest::startDaemon(const Json& configuration, const Texts& options) {
+    startServer(configuration);
+    startDaemon(options);
+}
+
+void GatewayTest::startDaemon(const Texts& options) {
+    daemon.emplace(options);
+    ASSERT_TRUE(log.waitFor("info: initial startup in progress"));
+    settle();
+}
+
+void GatewayTest::bringUp() {
+    db.update(statusTable, internetRow, internetUp());
+    settle();
+}
+
+void GatewayTest::takeDown() {
+    db.update(statusTable, internetRow, internetDown());
+    settle();
+}
+
+void GatewayTest::settle() {
+    const std::string mark = "settled " + std::to_string(++settled_);
+    db.update("StatusDsl", 1, {{"StatusString", mark}});
+    ASSERT_TRUE(log.waitFor("info: DSL has state '" + mark + "'")) << "the daemon does not take in changes";
+}
+
+void GatewayTest::expectNoErrors() const {
+    for (const std::string& message : log.messages()) {
+        EXPECT_FALSE(message.starts_with("error")) << message;
+    }
+}
+
+Texts between(const Texts& messages, const std::string& first, const std::string& last) {
+    const auto begin = std::find(messages.begin(), messages.end(), first);
+    const auto end = std::find(begin, messages.end(), last);
+    return {begin, end == messages.end() ? end : end + 1};
+}
+
+Texts daemonMessages(const std::vector<LogLine>& lines) {
+    Texts result;
+    for (const LogLine& line : lines) {
+        if (daemonSources().count(line.source) > 0) {
+            result.push_back(levelAndText(line));
+        }
+    }
+    return result;
+}
+
+Texts withoutTrace(const Texts& messages) {
+    Texts result;
+    std::copy_if(messages.begin(), messages.end(), std::back_inserter(result),
+                 [](const std::string& message) { return !message.starts_with("trace"); });
+    return result;
+}
+
+} // namespace e2e

@@ -1,0 +1,65 @@
+// A gateway on a private machine: log, database server and database, one daemon at a time.
+#pragma once
+
+#include "daemonprocess.h"
+#include "database.h"
+#include "gateways.h"
+#include "ovsdbserver.h"
+#include "syslogcapture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace e2e {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using Texts = std::vector<std::string>;
+
+class GatewayTest : public ::testing::Test {
+  protected:
+    GatewayTest();
+    ~GatewayTest() override;
+
+    // The server runs with that configuration in its database.
+    void startServer(const Json& configuration);
+
+    // The server runs, the daemon runs with everything logged, and has made its initial call.
+    void startDaemon(const Json& configuration, const Texts& options = {"-d", "2"});
+    void startDaemon(const Texts& options = {"-d", "2"});
+
+    // The internet's row changes; return when the daemon has done what follows from it.
+    void bringUp();
+    void takeDown();
+
+    // Returns when the daemon has taken in every change so far: it answers to one more, a row without
+    // meaning.
+    void settle();
+
+    void expectNoErrors() const;
+
+    SyslogCapture log;
+    OvsdbServer server{schemaFile()};
+    Database db;
+    std::optional<Daemon> daemon;
+
+  private:
+    int settled_ = 0;
+};
+
+// Messages from `first` on, up to and including `last`.
+Texts between(const Texts& messages, const std::string& first, const std::string& last);
+
+// Without the messages of the platform, which may say more or less than ours does.
+Texts daemonMessages(const std::vector<LogLine>& lines);
+
+// The messages without those of level "trace".
+Texts withoutTrace(const Texts& messages);
+
+} // namespace e2e

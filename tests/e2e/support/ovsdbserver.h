@@ -1,0 +1,29 @@
+// A real ovsdb-server at the daemon's socket.
+#pragma once
+
+#include "process.h"
+
+#include <csignal>
+#include <string>
+
+namespace e2e {
+
+class OvsdbServer {
+  public:
+    // Makes an empty database from the schema file, without starting a server.
+    explicit OvsdbServer(const std::string& schemaFile);
+
+    // Returns when clients can connect.
+    void start();
+    void stop();  // SIGTERM, as a service manager does it
+    void crash(); // SIGKILL: the socket's name stays behind
+    void freeze() { process_.signal(SIGSTOP); }
+    void thaw() { process_.signal(SIGCONT); }
+    bool running() const { return process_.running(); }
+
+  private:
+    std::string file_;
+    Process process_;
+};
+
+} // namespace e2e

@@ -1,0 +1,53 @@
+// The system log of the private machine: what programs send to /dev/log, as they send it.
+#pragma once
+
+#include "process.h"
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace e2e {
+
+struct LogLine {
+    std::string level; // "error", "warning", "info" or "trace"
+    int facility;      // as in <syslog.h>, shifted down: 3 is LOG_DAEMON
+    std::string program;
+    pid_t process;
+    std::string source; // "dataflows.cpp"
+    std::string text;
+};
+
+// As tests write it: "info: starting".
+std::string levelAndText(const LogLine& line);
+
+class SyslogCapture {
+  public:
+    SyslogCapture();
+    SyslogCapture(const SyslogCapture&) = delete;
+    SyslogCapture& operator=(const SyslogCapture&) = delete;
+    ~SyslogCapture();
+
+    std::vector<LogLine> lines() const;
+    std::vector<std::string> messages() const; // levelAndText() of each line
+    std::size_t count(const std::string& message) const;
+    bool has(const std::string& message) const { return count(message) > 0; }
+
+    // Until that message has been logged that often since the last clear().
+    bool waitFor(const std::string& message, std::size_t times = 1, Milliseconds limit = patience) const;
+
+    void clear();
+
+  private:
+    void receive();
+
+    int socket_;
+    std::atomic<bool> stop_ = false;
+    mutable std::mutex mutex_;
+    std::vector<LogLine> lines_;
+    std::thread thread_;
+};
+
+} // namespace e2e
