@@ -4,12 +4,26 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace zel::pacerd::test {
 
 using memory::LogLevel;
 using memory::LogRecord;
+
+namespace {
+
+std::vector<std::string> lines(const std::vector<LogRecord>& records) {
+    std::vector<std::string> result;
+    for (const LogRecord& record : records) {
+        result.push_back(std::string(nameOf(record.level)) + ": " + record.text);
+    }
+    return result;
+}
+
+} // namespace
 
 LogCheck::LogCheck(int handle) : handle_(handle) {
     memory::setLogSink([this](const LogRecord& record) { accept(record); });
@@ -30,35 +44,34 @@ void LogCheck::accept(const LogRecord& record) {
     records_.push_back(record);
 }
 
+std::vector<LogRecord> LogCheck::extract(const std::function<bool(const LogRecord&)>& wanted) {
+    const auto first = std::stable_partition(records_.begin(), records_.end(), std::not_fn(wanted));
+    std::vector<LogRecord> extracted(first, records_.end());
+    records_.erase(first, records_.end());
+    return extracted;
+}
+
 std::vector<std::string> LogCheck::take() {
-    std::vector<std::string> lines;
-    for (const LogRecord& record : std::exchange(records_, {})) {
-        lines.push_back(std::string(nameOf(record.level)) + ": " + record.text);
-    }
-    return lines;
+    return lines(std::exchange(records_, {}));
 }
 
 std::vector<std::string> LogCheck::take(LogLevel level) {
     std::vector<std::string> texts;
-    std::vector<LogRecord> others;
-    for (LogRecord& record : records_) {
-        if (record.level == level) {
-            texts.push_back(record.text);
-        } else {
-            others.push_back(std::move(record));
-        }
+    for (const LogRecord& record : extract([&](const LogRecord& r) { return r.level == level; })) {
+        texts.push_back(record.text);
     }
-    records_ = std::move(others);
     return texts;
 }
 
+std::vector<std::string> LogCheck::takeFrom(const std::string& source) {
+    return lines(extract([&](const LogRecord& record) { return record.source == source; }));
+}
+
 void LogCheck::verify() {
-    std::vector<std::string> unseen;
-    for (const LogRecord& record : records_) {
-        if (record.level == LogLevel::error || record.level == LogLevel::warning) {
-            unseen.push_back(std::string(nameOf(record.level)) + ": " + record.text);
-        }
-    }
+    const auto isFailure = [](const LogRecord& record) {
+        return record.level == LogLevel::error || record.level == LogLevel::warning;
+    };
+    const std::vector<std::string> unseen = lines(extract(isFailure));
     EXPECT_THAT(unseen, ::testing::ElementsAreArray(expected_)) << "errors and warnings that no test took";
 }
 

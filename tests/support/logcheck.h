@@ -3,6 +3,7 @@
 
 #include <logsink.h>
 
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -31,6 +32,9 @@ class LogCheck {
     std::vector<std::string> takeWarnings() { return take(memory::LogLevel::warning); }
     std::vector<std::string> takeErrors() { return take(memory::LogLevel::error); }
 
+    // What one source file logged, as "LEVEL: TEXT"; the other messages stay.
+    std::vector<std::string> takeFrom(const std::string& source);
+
     // The source files that logged anything since the construction.
     const std::set<std::string>& sources() const { return sources_; }
 
@@ -38,6 +42,7 @@ class LogCheck {
 
   private:
     std::vector<std::string> take(memory::LogLevel level);
+    std::vector<memory::LogRecord> extract(const std::function<bool(const memory::LogRecord&)>& wanted);
     void accept(const memory::LogRecord& record);
 
     int handle_;
