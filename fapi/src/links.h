@@ -13,6 +13,8 @@
 
 namespace fapi {
 
+constexpr uint16_t hardwarePpp = 512; // ARPHRD_PPP
+
 struct Link {
     int index = 0;
     std::string name;

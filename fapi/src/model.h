@@ -1,9 +1,11 @@
 // What the tools have been told: plain values, as they stand in the state file and in the listings.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace fapi {
@@ -59,12 +61,32 @@ struct Queue {
     bool operator==(const Queue&) const = default;
 };
 
+// What the tools keep in the kernel besides qdiscs and classes.
+struct Kernel {
+    uint64_t digest = 0; // of the programs; another one means that the tools were replaced by others
+    std::array<uint32_t, 8> maps{};     // ids by fapi_map
+    std::array<uint32_t, 5> programs{}; // ids by Place
+    bool operator==(const Kernel&) const = default;
+};
+
+struct Rule;
+
 struct State {
+    State();
+    State(const State&);
+    State& operator=(const State&);
+    ~State();
+
     std::vector<IfMap> ifMaps;
     std::vector<Shaper> shapers;
     std::vector<Queue> queues;
-    bool empty() const { return ifMaps.empty() && shapers.empty() && queues.empty(); }
-    bool operator==(const State&) const = default;
+    std::vector<Rule> rules; // a rule's slot is its index + 1; unused ones in between
+    Kernel kernel;
+    std::vector<Interface> clsacts; // clsact qdiscs that are ours
+    std::vector<std::pair<Interface, uint32_t>>
+        pcps; // VLAN interfaces and the PCPs in their maps that are ours
+
+    bool empty() const; // nothing is configured
 };
 
 // The port whose scheduler the queues of `owner` join: the base that ifcfg named, or the interface itself.

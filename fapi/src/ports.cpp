@@ -104,7 +104,15 @@ void Ports::raise(const PortPlan& plan, Missing& missing) {
         throw Failure("interface " + plan.port.name + " is gone");
     }
     if (device == nullptr) {
-        throw Failure("ingress is not supported yet");
+        nl::Batch batch;
+        addIfb(batch, ifbNameOf(plan.port.index), "ingress of " + plan.port.name);
+        socket_.run(batch);
+        refresh();
+        port = deviceOf(plan.port, Direction::egress);
+        device = deviceOf(plan.port, plan.direction);
+    }
+    if (port == nullptr || device == nullptr) {
+        throw Failure("interface " + plan.port.name + " is gone");
     }
     const TreePlan tree = treeOf(plan, port->mtu);
     const bool cutting = cuts(treeAt(device->index));

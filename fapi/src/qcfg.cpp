@@ -49,6 +49,9 @@ Shaper readShaper(const Options& options, Operation operation) {
     shaper.name = nameIn(options, operation);
     shaper.port.name = interfaceIn(options);
     shaper.direction = readDirection(options);
+    if (operation == Operation::remove) {
+        return shaper; // the rest of the line only repeats what was added
+    }
     if (options.need("-s") != "cb") {
         throw Usage("option -s: only 'cb' is known, not '" + options.need("-s") + "'");
     }
@@ -119,6 +122,9 @@ Queue readQueue(const Options& options, Operation operation) {
     queue.name = nameIn(options, operation);
     queue.owner.name = interfaceIn(options);
     queue.direction = readDirection(options);
+    if (operation == Operation::remove) {
+        return queue; // the rest of the line only repeats what was added
+    }
     queue.length = static_cast<uint32_t>(readNumber("-l", options.need("-l"), 0, highestLength));
     readScheduler(options, queue);
     const std::string& drop = options.need("-d");

@@ -11,6 +11,15 @@ constexpr const char* ifcfgHelp = R"(usage: ifcfg --ifmap -A|-D IF -tCATEGORY -b
        ifcfg --ifmap -L
 Says which base port carries the traffic of an interface. See ifcfg(8).
 )";
+constexpr const char* classcfgHelp = R"(usage: classcfg -A|-M|-D NAME -i IF -p tcp|udp|igmp [--tcp-flags ack]
+                [-d [!]ADDRESS[/LENGTH]] [-s [!]ADDRESS[/LENGTH]]
+                [--dport [!]PORT[:PORT]] [--sport [!]PORT[:PORT]] [--iphdr-dscp DSCP]
+                [-o IF] [-j dscp --actdscp DSCP] [-j vlan --pcp-outer PCP]
+                -j mark --mark MARK --mark-loc 1 | -j mark --mark_ing MARK --mark-loc 2
+                --priority NUMBER
+       classcfg -Lall -iIF
+Classifies packets: the mark chooses the queue. See classcfg(8).
+)";
 constexpr const char* qcfgHelp = R"(usage: qcfg --port  -A|-M|-D NAME -i IF -s cb --pir KBIT -t egress|ingress
        qcfg --queue -A|-M|-D NAME -i IF -t egress|ingress -l PACKETS
                     -m sp --priority 0..9 | -m wfq --weight 1..1000
@@ -24,7 +33,8 @@ struct Tool {
     const char* help;
     void (*run)(const Words&, Subject&);
 };
-constexpr Tool tools[] = {{"ifcfg", ifcfgHelp, ifcfg}, {"qcfg", qcfgHelp, qcfg}};
+constexpr Tool tools[] = {
+    {"classcfg", classcfgHelp, classcfg}, {"ifcfg", ifcfgHelp, ifcfg}, {"qcfg", qcfgHelp, qcfg}};
 
 void complain(const std::string& tool, const Subject& subject, const std::string& what) {
     const std::string line = tool + ": " + (subject.text.empty() ? "" : subject.text + ": ") + what + "\n";

@@ -1,12 +1,19 @@
 #include "session.h"
 
 #include "failure.h"
+#include "rule.h"
 
 #include <linux/capability.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace fapi {
+
+namespace {
+
+constexpr int loopbackIndex = 1; // in every network namespace
+
+} // namespace
 
 void needPrivileges() {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
@@ -18,8 +25,8 @@ void needPrivileges() {
 }
 
 Session::Session(Access access)
-    : store_(access), links_(socket_), ports_(socket_, links_), stored_(store_.load()),
-      state_(present(stored_)) {}
+    : store_(access), links_(socket_), ports_(socket_, links_), classifier_(socket_, links_, ports_, store_),
+      stored_(store_.load()), state_(present(stored_)) {}
 
 Interface Session::interface(const std::string& name) {
     const Link* link = links_.byName(name);
@@ -34,50 +41,77 @@ State Session::present(const State& stored) {
         const Link* link = links_.byName(interface.name);
         return link != nullptr && link->index == interface.index;
     };
-    State present;
-    for (const IfMap& map : stored.ifMaps) {
-        if (there(map.upper) && there(map.base) && there(map.lowest)) {
-            present.ifMaps.push_back(map);
-        }
-    }
-    for (const Shaper& shaper : stored.shapers) {
-        if (ports_.has(shaper.port, shaper.direction)) {
-            present.shapers.push_back(shaper);
-        }
-    }
-    for (const Queue& queue : stored.queues) {
-        if (there(queue.owner) && ports_.has(portOf(stored, queue.owner), queue)) {
-            present.queues.push_back(queue);
-        }
-    }
+    State present = stored;
+    std::erase_if(present.ifMaps, [&](const IfMap& map) {
+        return !there(map.upper) || !there(map.base) || !there(map.lowest);
+    });
+    std::erase_if(present.shapers,
+                  [&](const Shaper& shaper) { return !ports_.has(shaper.port, shaper.direction); });
+    std::erase_if(present.queues, [&](const Queue& queue) {
+        return !there(queue.owner) || !ports_.has(portOf(stored, queue.owner), queue);
+    });
+    std::erase_if(present.clsacts, [&](const Interface& interface) { return !there(interface); });
+    std::erase_if(present.pcps, [&](const auto& entry) { return !there(entry.first); });
+    dropLostRules(present);
     return present;
 }
 
-Missing Session::apply(const State& next, bool force) {
-    const bool all = store_.wasInterrupted();
-    store_.markBusy();
-    const std::vector<PortPlan> after = plansOf(next);
-    if (!force) {
-        ports_.refuseForeign(after);
+void Session::dropLostRules(State& present) {
+    std::map<int, bool> standing;
+    for (Rule& rule : present.rules) {
+        if (rule.used == 0) {
+            continue;
+        }
+        const auto there = [&](const Interface& interface) {
+            const Link* link = links_.byName(interface.name);
+            return link != nullptr && link->index == interface.index;
+        };
+        const auto [known, fresh] = standing.try_emplace(rule.inIndex, true);
+        if (fresh) {
+            known->second =
+                there(rule.in()) && (rule.inIndex == loopbackIndex || classifier_.standsAt(rule.in()));
+        }
+        if (!known->second || (rule.hasOut() && !there(rule.out()))) {
+            rule = {};
+        }
     }
-    return ports_.bring(plansOf(stored_), after, all);
 }
 
-Missing Session::commit(const State& next, bool force) {
+Missing Session::apply(const State& stored, const State& there, State& next, bool force, bool all) {
+    const std::vector<PortPlan> wanted = plansOf(next);
+    if (!force) {
+        ports_.refuseForeign(wanted);
+    }
+    const ClassifierPlan held = classifierPlan(stored, links_);
+    const ClassifierPlan standing = classifierPlan(there, links_);
+    all = all || !classifier_.intact(standing);
+    ClassifierPlan after = classifierPlan(next, links_);
+    classifier_.retreat(stored, held, after, all);
+    const Missing missing = ports_.bring(plansOf(stored), wanted, all);
+    after = classifierPlan(next, links_); // an ifb that was just made has an index now
+    classifier_.advance(stored, held, standing.hooks, next, after, all);
+    classifier_.tidy(next, after);
+    return missing;
+}
+
+Missing Session::commit(State next, bool force) {
+    const bool all = store_.wasInterrupted();
+    store_.markBusy();
     try {
-        const Missing missing = apply(next, force);
-        store_.save(next);
+        const Missing missing = apply(stored_, state_, next, force, all);
+        store_.save(next, stored_);
         store_.markDone();
         stored_ = state_ = next;
         return missing;
     } catch (const std::runtime_error& error) {
         try {
             ports_.refresh();
-            ports_.bring(plansOf(next), plansOf(state_), true);
-            store_.save(state_);
+            State back = state_;
+            apply(next, back, back, true, true);
+            store_.save(back, stored_);
             store_.markDone();
         } catch (const std::runtime_error&) {
-            // The busy mark stays, and the next call tries again.
+            throw Failure(std::string(error.what()) + "; the next call cleans up"); // the busy mark stays
         }
         throw Failure(error.what());
     }

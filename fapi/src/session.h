@@ -2,6 +2,7 @@
 // change reaches the kernel and the store.
 #pragma once
 
+#include "classifier.h"
 #include "links.h"
 #include "model.h"
 #include "netlink.h"
@@ -26,16 +27,21 @@ class Session {
 
     // Makes `next` the state: kernel first, then the store. When the kernel refuses, it is put back to what
     // it was and the refusal is thrown as Failure. force: a root qdisc of someone else is replaced.
-    Missing commit(const State& next, bool force);
+    Missing commit(State next, bool force);
+
+    Classifier& classifier() { return classifier_; }
 
   private:
     State present(const State& stored);
-    Missing apply(const State& next, bool force);
+    void dropLostRules(State& present);
+    // stored: what the kernel was last made to be; there: what it still has of it.
+    Missing apply(const State& stored, const State& there, State& next, bool force, bool all);
 
     Store store_;
     nl::Socket socket_;
     Links links_;
     Ports ports_;
+    Classifier classifier_;
     State stored_; // as the last call left it
     State state_;  // as far as the kernel still has it
 };

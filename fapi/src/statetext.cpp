@@ -1,4 +1,5 @@
 #include "failure.h"
+#include "rule.h"
 #include "store.h"
 
 #include <charconv>
@@ -8,6 +9,9 @@
 // One object a line, words separated by single blanks; interfaces as name and index. Example:
 //   ifmap ppp0 7 2 ptm0 3 ptm0 3 - 1
 //   shaper shape_wan ptm0 3 egress 20000
+//   clsact br0 5
+//   pcp ptm0.7 4 5
+//   kernel 12345678901234567890 81 82 83 84 85 86 87 88 41 42 0 0 0
 //   queue ppp0_q1 ppp0 7 egress 64 strict 1 tail 1 16
 
 namespace fapi {
@@ -105,6 +109,29 @@ Queue readQueue(Line& line) {
     return queue;
 }
 
+std::string kernelLine(const Kernel& kernel) {
+    std::string line = "kernel " + std::to_string(kernel.digest);
+    for (const uint32_t id : kernel.maps) {
+        line += " " + std::to_string(id);
+    }
+    for (const uint32_t id : kernel.programs) {
+        line += " " + std::to_string(id);
+    }
+    return line + "\n";
+}
+
+Kernel readKernel(Line& line) {
+    Kernel kernel;
+    kernel.digest = line.number<uint64_t>();
+    for (uint32_t& id : kernel.maps) {
+        id = line.number<uint32_t>();
+    }
+    for (uint32_t& id : kernel.programs) {
+        id = line.number<uint32_t>();
+    }
+    return kernel;
+}
+
 } // namespace
 
 std::string formatState(const State& state) {
@@ -125,6 +152,15 @@ std::string formatState(const State& state) {
                 std::to_string(queue.value) + (queue.drop == Drop::tail ? " tail " : " red ") +
                 std::to_string(queue.mark) + " " + std::to_string(queue.minor) + "\n";
     }
+    for (const Interface& interface : state.clsacts) {
+        text += "clsact " + textOf(interface) + "\n";
+    }
+    for (const auto& [vlan, pcp] : state.pcps) {
+        text += "pcp " + textOf(vlan) + " " + std::to_string(pcp) + "\n";
+    }
+    if (!(state.kernel == Kernel{})) {
+        text += kernelLine(state.kernel);
+    }
     return text;
 }
 
@@ -142,6 +178,13 @@ State parseState(const std::string& text) {
             state.shapers.push_back(readShaper(line));
         } else if (kind == "queue") {
             state.queues.push_back(readQueue(line));
+        } else if (kind == "clsact") {
+            state.clsacts.push_back(line.interface());
+        } else if (kind == "pcp") {
+            Interface vlan = line.interface();
+            state.pcps.emplace_back(std::move(vlan), line.number<uint32_t>());
+        } else if (kind == "kernel") {
+            state.kernel = readKernel(line);
         } else {
             line.bad();
         }

@@ -1,6 +1,7 @@
 #include "store.h"
 
 #include "failure.h"
+#include "rule.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -99,7 +100,13 @@ void Store::lock(Access access) {
 }
 
 State Store::load() const {
-    return parseState(readAll(folder_ + "/state"));
+    State state = parseState(readAll(folder_ + "/state"));
+    const std::string rules = readAll(folder_ + "/rules");
+    state.rules.resize(rules.size() / sizeof(Rule));
+    if (!state.rules.empty()) {
+        memcpy(state.rules.data(), rules.data(), state.rules.size() * sizeof(Rule));
+    }
+    return state;
 }
 
 void Store::makeFolder() {
@@ -108,17 +115,41 @@ void Store::makeFolder() {
     }
 }
 
-void Store::save(const State& state) {
+void Store::save(const State& state, const State& before) {
     const std::string file = folder_ + "/state";
-    if (state.empty()) {
+    if (state.empty() && state.clsacts.empty()) {
         (void)unlink(file.c_str());
+        (void)unlink((folder_ + "/rules").c_str());
         return;
     }
     makeFolder();
+    saveRules(state.rules, before.rules);
+    const std::string text = formatState(state);
+    if (text == formatState(before)) {
+        return;
+    }
     const std::string fresh = file + ".new";
-    writeAll(fresh, formatState(state));
+    writeAll(fresh, text);
     if (rename(fresh.c_str(), file.c_str()) != 0) {
         throw Failure(withErrno(file, errno));
+    }
+}
+
+// A record is written by one call and lies within one page: a kill leaves it as it was or as it should be.
+void Store::saveRules(const std::vector<Rule>& rules, const std::vector<Rule>& before) {
+    UniqueFd file;
+    for (size_t i = 0; i < rules.size(); ++i) {
+        if (i < before.size() && rules[i] == before[i]) {
+            continue;
+        }
+        const std::string path = folder_ + "/rules";
+        if (!file) {
+            file = UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+        }
+        const auto offset = static_cast<off_t>(i * sizeof(Rule));
+        if (!file || pwrite(file.get(), &rules[i], sizeof(Rule), offset) != sizeof(Rule)) {
+            throw Failure(withErrno(path, errno));
+        }
     }
 }
 

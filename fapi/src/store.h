@@ -1,9 +1,10 @@
 // Where the tools remember what they were told: one folder per network namespace below /run/fapi-qos (or
 // below $FAPI_QOS_STATE), and while anything is read or written a lock on the root folder.
 //
-//   <root>/<namespace cookie>/state   maps, shapers, queues; one line each; replaced as a whole by rename
-//   <root>/<namespace cookie>/busy    exists while the kernel is being changed: found at the start of a call,
-//   it says that
+//   <root>/<namespace cookie>/state   all but the rules; one line each; replaced as a whole by rename
+//   <root>/<namespace cookie>/rules   one record of fixed size per rule, by slot; a change writes its record
+//   only <root>/<namespace cookie>/busy    exists while the kernel is being changed: found at the start of a
+//   call, it says that
 //                                     an earlier call was killed, and that the kernel must be compared with
 //                                     the state
 //
@@ -26,7 +27,8 @@ class Store {
     explicit Store(Access access);
 
     State load() const;
-    void save(const State& state);
+    // before: what the store holds now.
+    void save(const State& state, const State& before);
 
     bool wasInterrupted() const;
     void markBusy();
@@ -36,6 +38,7 @@ class Store {
 
   private:
     void lock(Access access);
+    void saveRules(const std::vector<Rule>& rules, const std::vector<Rule>& before);
     void makeFolder();
 
     std::string root_;
@@ -43,7 +46,8 @@ class Store {
     UniqueFd lock_;
 };
 
-// The state file's text; separate for tests. parseState throws Failure on a line it does not understand.
+// The text of the file `state`; separate for tests. parseState throws Failure on a line it does not
+// understand.
 std::string formatState(const State& state);
 State parseState(const std::string& text);
 

@@ -1,7 +1,10 @@
 #include "tc.h"
 
+#include <arpa/inet.h>
+#include <linux/if_ether.h>
 #include <linux/pkt_cls.h>
 #include <linux/rtnetlink.h>
+#include <linux/tc_act/tc_mirred.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -224,6 +227,39 @@ void addRed(nl::Batch& batch, int index, uint32_t parent, uint32_t handle, const
 
 void addClsact(nl::Batch& batch, int index) {
     beginQdisc(batch, "clsact", index, TC_H_CLSACT, handleOf(0xffff, 0), NLM_F_CREATE | NLM_F_EXCL);
+}
+
+void setFilter(nl::Batch& batch, int index, const BpfFilter& filter) {
+    batch.begin(RTM_NEWTFILTER, NLM_F_CREATE, "attaching a kernel program");
+    tcmsg request = message(index, filter.parent, 1);
+    request.tcm_info = TC_H_MAKE(static_cast<uint32_t>(filter.pref) << 16, htons(ETH_P_ALL));
+    batch.body(request);
+    batch.putText(TCA_KIND, "bpf");
+    const size_t options = batch.nest(TCA_OPTIONS);
+    if (filter.redirectTo != 0) {
+        const size_t actions = batch.nest(TCA_BPF_ACT);
+        const size_t first = batch.nest(1);
+        batch.putText(TCA_ACT_KIND, "mirred");
+        const size_t mirred = batch.nest(TCA_ACT_OPTIONS);
+        tc_mirred parameters{};
+        parameters.action = TC_ACT_STOLEN;
+        parameters.eaction = TCA_EGRESS_REDIR;
+        parameters.ifindex = static_cast<uint32_t>(filter.redirectTo);
+        batch.put(TCA_MIRRED_PARMS, parameters);
+        batch.close(mirred);
+        batch.close(first);
+        batch.close(actions);
+    }
+    batch.put(TCA_BPF_FD, static_cast<uint32_t>(filter.program));
+    batch.putText(TCA_BPF_NAME, "fapi");
+    batch.close(options);
+}
+
+void deleteFilter(nl::Batch& batch, int index, uint32_t parent, uint16_t pref) {
+    batch.begin(RTM_DELTFILTER, 0, "detaching a kernel program");
+    tcmsg request = message(index, parent, 0);
+    request.tcm_info = TC_H_MAKE(static_cast<uint32_t>(pref) << 16, htons(ETH_P_ALL));
+    batch.body(request);
 }
 
 void deleteQdisc(nl::Batch& batch, int index, uint32_t parent, uint32_t handle) {

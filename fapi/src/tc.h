@@ -87,6 +87,15 @@ void addCutter(nl::Batch& batch, int index, uint32_t parent, uint32_t handle, ui
 void addFifo(nl::Batch& batch, int index, uint32_t parent, uint32_t handle, uint32_t packets);
 void addRed(nl::Batch& batch, int index, uint32_t parent, uint32_t handle, const RedLimits& limits);
 void addClsact(nl::Batch& batch, int index);
+struct BpfFilter {
+    uint32_t parent;
+    uint16_t pref;
+    int program;    // descriptor; the program answers 0 for "not mine", a class id, or -1
+    int redirectTo; // index of the interface to which matching packets are sent, 0 for none
+};
+void setFilter(nl::Batch& batch, int index,
+               const BpfFilter& filter); // new or in place of the one with this pref
+void deleteFilter(nl::Batch& batch, int index, uint32_t parent, uint16_t pref);
 void deleteQdisc(nl::Batch& batch, int index, uint32_t parent, uint32_t handle);
 void deleteClass(nl::Batch& batch, int index, uint32_t handle);
 

@@ -1,0 +1,12 @@
+// The criteria and actions of a classifier rule, from the command line.
+#pragma once
+
+#include "options.h"
+#include "rule.h"
+
+namespace fapi {
+
+// Everything but the rule's name, interfaces, slot and place in the order. Throws Usage.
+fapi_rule readRule(const Options& options);
+
+} // namespace fapi
