@@ -106,10 +106,10 @@ bool goIntoBackground(ZEL_Daemon& daemon, zel::error::DefaultAssertHook& assertH
 }
 
 void installSignalHandlers() {
-    std::signal(SIGINT, onStopSignal);
-    std::signal(SIGTERM, onStopSignal);
-    std::signal(SIGQUIT, onStopSignal);
-    std::signal(SIGPIPE, onPipeSignal);
+    (void)std::signal(SIGINT, onStopSignal);
+    (void)std::signal(SIGTERM, onStopSignal);
+    (void)std::signal(SIGQUIT, onStopSignal);
+    (void)std::signal(SIGPIPE, onPipeSignal);
 }
 
 // Connects, loops until the stop flag is set, reverts. Returns the exit status.
