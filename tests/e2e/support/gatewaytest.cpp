@@ -19,14 +19,6 @@ void endBackgroundDaemon() {
     ::unlink(pidFile);
 }
 
-const std::set<std::string>& daemonSources() {
-    static const std::set<std::string> all = {"main.cpp",      "confighandler.cpp", "dbaccess.cpp",
-                                              "dataflows.cpp", "lowdatapath.cpp",   "upperdatapath.cpp",
-                                              "queues.cpp",    "classifier.cpp",    "shaper.cpp",
-                                              "ifmap.cpp",     "pcpmap.cpp",        "fapiqosconnector.cpp"};
-    return all;
-}
-
 } // namespace
 
 GatewayTest::GatewayTest() = default;
@@ -80,10 +72,18 @@ Texts between(const Texts& messages, const std::string& first, const std::string
     return {begin, end == messages.end() ? end : end + 1};
 }
 
+bool isDaemonSource(const std::string& file) {
+    static const std::set<std::string> all = {"main.cpp",      "confighandler.cpp", "dbaccess.cpp",
+                                              "dataflows.cpp", "lowdatapath.cpp",   "upperdatapath.cpp",
+                                              "queues.cpp",    "classifier.cpp",    "shaper.cpp",
+                                              "ifmap.cpp",     "pcpmap.cpp",        "fapiqosconnector.cpp"};
+    return all.count(file) > 0;
+}
+
 Texts daemonMessages(const std::vector<LogLine>& lines) {
     Texts result;
     for (const LogLine& line : lines) {
-        if (daemonSources().count(line.source) > 0) {
+        if (isDaemonSource(line.source)) {
             result.push_back(levelAndText(line));
         }
     }

@@ -56,7 +56,8 @@ class GatewayTest : public ::testing::Test {
 // Messages from `first` on, up to and including `last`.
 Texts between(const Texts& messages, const std::string& first, const std::string& last);
 
-// Without the messages of the platform, which may say more or less than ours does.
+// The source files of the daemon itself; other messages are the platform's, which may say more or less.
+bool isDaemonSource(const std::string& file);
 Texts daemonMessages(const std::vector<LogLine>& lines);
 
 // The messages without those of level "trace".
