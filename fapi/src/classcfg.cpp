@@ -6,6 +6,7 @@
 #include "options.h"
 #include "ruletext.h"
 #include "session.h"
+#include "show.h"
 #include "tools.h"
 #include "values.h"
 
@@ -22,40 +23,47 @@ void copyText(const std::string& text, std::array<char, size>& to) {
     std::copy_n(text.begin(), std::min(text.size(), size - 1), to.begin());
 }
 
-Rule* find(State& state, const Interface& in, const std::string& name) {
-    for (Rule& rule : state.rules) {
+// The rule's slot, 0 when there is none.
+uint32_t find(const State& state, const Interface& in, const std::string& name) {
+    for (uint32_t slot = 1; slot <= state.rules.size(); ++slot) {
+        const Rule& rule = state.rules.at(slot);
         if (rule.used != 0 && rule.inIndex == in.index && name == rule.name.data()) {
-            return &rule;
+            return slot;
         }
     }
-    return nullptr;
+    return 0;
 }
 
-Rule& freeRecord(State& state) {
+// A free slot, with its place in the order behind all rules.
+uint32_t newRule(State& state) {
     uint32_t last = 0;
-    Rule* record = nullptr;
-    for (Rule& rule : state.rules) {
+    uint32_t free = 0;
+    for (uint32_t slot = 1; slot <= state.rules.size(); ++slot) {
+        const Rule& rule = state.rules.at(slot);
         last = std::max(last, rule.sequence);
-        if (rule.used == 0 && record == nullptr) {
-            record = &rule;
+        if (rule.used == 0 && free == 0) {
+            free = slot;
         }
     }
-    if (record == nullptr) {
-        if (state.rules.size() == FAPI_RULES - 1) {
-            throw Failure("there are " + std::to_string(FAPI_RULES - 1) + " rules already");
-        }
-        record = &state.rules.emplace_back();
+    if (free == 0) {
+        free = state.rules.size() + 1;
     }
-    *record = {};
-    record->sequence = last + 1;
-    return *record;
+    if (free >= FAPI_RULES) {
+        throw Failure("there are " + std::to_string(FAPI_RULES - 1) + " rules already");
+    }
+    Rule& rule = state.rules.edit(free);
+    rule = {};
+    rule.sequence = last + 1;
+    return free;
 }
 
 // Rules name their leaving interface by a number that is particular to the entering one.
-uint8_t numberOfOut(const State& state, const Rule& wanted) {
+uint8_t numberOfOut(const State& state, uint32_t wantedSlot) {
+    const Rule& wanted = state.rules.at(wantedSlot);
     std::array<int32_t, FAPI_OUTS> outs{};
-    for (const Rule& rule : state.rules) {
-        if (rule.used != 0 && &rule != &wanted && rule.inIndex == wanted.inIndex && rule.hasOut()) {
+    for (uint32_t slot = 1; slot <= state.rules.size(); ++slot) {
+        const Rule& rule = state.rules.at(slot);
+        if (rule.used != 0 && slot != wantedSlot && rule.inIndex == wanted.inIndex && rule.hasOut()) {
             outs[static_cast<size_t>(rule.match.out - 1)] = rule.outIndex;
         }
     }
@@ -78,8 +86,9 @@ struct Wanted {
     fapi_rule match{};
 };
 
-void fill(Session& session, const State& state, const Wanted& wanted, Rule& rule) {
+void fill(Session& session, State& state, const Wanted& wanted, uint32_t slot) {
     const Interface in = session.interface(wanted.in);
+    Rule& rule = state.rules.edit(slot);
     rule.used = 1;
     copyText(wanted.name, rule.name);
     copyText(in.name, rule.inName);
@@ -92,27 +101,31 @@ void fill(Session& session, const State& state, const Wanted& wanted, Rule& rule
         const Interface out = session.interface(wanted.out);
         copyText(out.name, rule.outName);
         rule.outIndex = out.index;
-        rule.match.out = numberOfOut(state, rule);
+        rule.match.out = numberOfOut(state, slot);
     }
 }
 
 void change(Session& session, Operation operation, const Wanted& wanted, const Subject& subject) {
     State next = session.state();
-    Rule* rule = find(next, session.interface(wanted.in), wanted.name);
-    if (rule != nullptr && operation == Operation::add) {
+    uint32_t slot = find(next, session.interface(wanted.in), wanted.name);
+    if (slot != 0 && operation == Operation::add) {
         throw Failure("the name is in use");
     }
-    if (rule == nullptr && operation != Operation::add) {
+    if (slot == 0 && operation != Operation::add) {
         throw Failure("no such rule");
     }
     if (operation == Operation::remove) {
-        *rule = {};
+        next.rules.edit(slot) = {};
         session.commit(std::move(next), false);
         return;
     }
-    fill(session, next, wanted, rule == nullptr ? *(rule = &freeRecord(next)) : *rule);
-    const bool pcpInVain = wanted.match.new_pcp != FAPI_NONE &&
-                           (wanted.out.empty() || vlansBelow(next, rule->out(), session.links()).empty());
+    if (slot == 0) {
+        slot = newRule(next);
+    }
+    fill(session, next, wanted, slot);
+    const bool pcpInVain =
+        wanted.match.new_pcp != FAPI_NONE &&
+        (wanted.out.empty() || vlansBelow(next, next.rules.at(slot).out(), session.links()).empty());
     session.commit(std::move(next), false);
     if (pcpInVain) {
         warn("classcfg", subject, "no VLAN interface on the way out; the PCP is not set");
@@ -126,22 +139,22 @@ void list(const Options& options) {
     const std::string& in = options.need("-i");
     checkInterfaceName("-i", in);
     Session session(Access::read);
-    std::vector<const Rule*> rules;
-    for (const Rule& rule : session.state().rules) {
-        if (rule.used != 0 && in == rule.inName.data()) {
-            rules.push_back(&rule);
+    for (const uint32_t slot : session.state().rules.inOrder()) {
+        const Rule& rule = session.state().rules.at(slot);
+        if (in == rule.inName.data()) {
+            puts(rule.name.data());
         }
-    }
-    std::sort(rules.begin(), rules.end(),
-              [](const Rule* a, const Rule* b) { return a->sequence < b->sequence; });
-    for (const Rule* rule : rules) {
-        puts(rule->name.data());
     }
 }
 
 } // namespace
 
 void classcfg(const Words& words, Subject& subject) {
+    if (wantsShow(words)) {
+        Session session(Access::read);
+        puts(showRules(session).c_str());
+        return;
+    }
     const Options options(
         words, {{"-A", Arg::needed},          {"-M", Arg::needed},        {"-D", Arg::needed},
                 {"-L", Arg::needed},          {"-i", Arg::needed},        {"-p", Arg::needed},

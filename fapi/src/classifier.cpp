@@ -156,37 +156,38 @@ void Classifier::createMaps(Kernel& kernel) {
     }
 }
 
-namespace {
-
-bool used(const State& state, size_t index) {
-    return index < state.rules.size() && state.rules[index].used != 0;
-}
-
-} // namespace
-
 void Classifier::writeRules(const State& before, const ClassifierPlan& had, const State& next,
                             const ClassifierPlan& after) {
+    std::set<uint32_t> slots;
+    for (const uint32_t slot : RuleTable::candidates(before.rules, next.rules)) {
+        if (!(before.rules.at(slot) == next.rules.at(slot))) {
+            slots.insert(slot);
+        }
+    }
+    for (uint32_t slot = 1; slot <= next.rules.size(); ++slot) {
+        if (slot >= had.next.size() || had.next[slot] != after.next[slot]) {
+            slots.insert(slot);
+        }
+    }
     for (const bool existed : {false, true}) { // new ones first: the old ones point to them
-        for (size_t i = 0; i < next.rules.size(); ++i) {
-            const auto slot = static_cast<uint32_t>(i + 1);
-            if (!used(next, i) || used(before, i) != existed ||
-                (existed && before.rules[i] == next.rules[i] && had.next[slot] == after.next[slot])) {
+        for (const uint32_t slot : slots) {
+            const Rule& rule = next.rules.at(slot);
+            if (rule.used == 0 || (before.rules.at(slot).used != 0) != existed) {
                 continue;
             }
             if (!existed) {
                 const fapi_hits none{};
                 bpf::update(maps_[FAPI_MAP_HITS], &slot, &none);
             }
-            const fapi_rule value = kernelRule(next.rules[i], after, slot);
+            const fapi_rule value = kernelRule(rule, after, slot);
             bpf::update(maps_[FAPI_MAP_RULES], &slot, &value);
         }
     }
 }
 
 void Classifier::eraseRules(const State& before, const State& next) {
-    for (size_t i = 0; i < before.rules.size(); ++i) {
-        const auto slot = static_cast<uint32_t>(i + 1);
-        if (used(before, i) && !used(next, i)) {
+    for (const uint32_t slot : RuleTable::candidates(before.rules, next.rules)) {
+        if (before.rules.at(slot).used != 0 && next.rules.at(slot).used == 0) {
             bpf::erase(maps_[FAPI_MAP_RULES], &slot);
             bpf::erase(maps_[FAPI_MAP_HITS], &slot);
         }

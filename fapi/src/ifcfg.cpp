@@ -3,6 +3,7 @@
 #include "failure.h"
 #include "options.h"
 #include "session.h"
+#include "show.h"
 #include "tools.h"
 #include "values.h"
 
@@ -92,6 +93,11 @@ void list(Session& session) {
 } // namespace
 
 void ifcfg(const Words& words, Subject& subject) {
+    if (wantsShow(words)) {
+        Session session(Access::read);
+        puts(showIfMaps(session).c_str());
+        return;
+    }
     if (words.empty() || words[0] != "--ifmap") {
         throw Usage("the first option must be --ifmap (see --help)");
     }

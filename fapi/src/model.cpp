@@ -1,19 +1,9 @@
 #include "model.h"
 
-#include "rule.h"
-
-#include <algorithm>
-
 namespace fapi {
 
-State::State() = default;
-State::State(const State&) = default;
-State& State::operator=(const State&) = default;
-State::~State() = default;
-
 bool State::empty() const {
-    return ifMaps.empty() && shapers.empty() && queues.empty() &&
-           std::none_of(rules.begin(), rules.end(), [](const Rule& rule) { return rule.used != 0; });
+    return ifMaps.empty() && shapers.empty() && queues.empty() && rules.empty();
 }
 
 std::string nameOf(Direction direction) {

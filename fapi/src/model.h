@@ -1,6 +1,9 @@
 // What the tools have been told: plain values, as they stand in the state file and in the listings.
 #pragma once
 
+#include "interface.h"
+#include "ruletable.h"
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -9,14 +12,6 @@
 #include <vector>
 
 namespace fapi {
-
-// An interface as it was when an object was configured on it. One that has vanished and come back has another
-// index and is another interface.
-struct Interface {
-    std::string name;
-    int index = 0;
-    bool operator==(const Interface&) const = default;
-};
 
 enum class Direction { egress, ingress };
 std::string nameOf(Direction direction);
@@ -69,18 +64,11 @@ struct Kernel {
     bool operator==(const Kernel&) const = default;
 };
 
-struct Rule;
-
 struct State {
-    State();
-    State(const State&);
-    State& operator=(const State&);
-    ~State();
-
     std::vector<IfMap> ifMaps;
     std::vector<Shaper> shapers;
     std::vector<Queue> queues;
-    std::vector<Rule> rules; // a rule's slot is its index + 1; unused ones in between
+    RuleTable rules;
     Kernel kernel;
     std::vector<Interface> clsacts; // clsact qdiscs that are ours
     std::vector<std::pair<Interface, uint32_t>>

@@ -74,8 +74,7 @@ Operation operationOf(const Options& options) {
     constexpr std::pair<std::string_view, Operation> operations[] = {{"-A", Operation::add},
                                                                      {"-M", Operation::modify},
                                                                      {"-D", Operation::remove},
-                                                                     {"-L", Operation::list},
-                                                                     {"--show", Operation::show}};
+                                                                     {"-L", Operation::list}};
     const std::pair<std::string_view, Operation>* given = nullptr;
     for (const auto& operation : operations) {
         if (options.has(operation.first)) {
@@ -87,7 +86,7 @@ Operation operationOf(const Options& options) {
         }
     }
     if (given == nullptr) {
-        throw Usage("one of -A, -M, -D, -L and --show is needed");
+        throw Usage("one of -A, -M, -D and -L is needed");
     }
     return given->second;
 }

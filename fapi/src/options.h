@@ -35,9 +35,9 @@ class Options {
     std::vector<std::pair<std::string, std::string>> found_;
 };
 
-enum class Operation { add, modify, remove, list, show };
+enum class Operation { add, modify, remove, list };
 
-// The one of -A, -M, -D, -L and --show that is given; throws Usage unless exactly one is.
+// The one of -A, -M, -D and -L that is given; throws Usage unless exactly one is.
 Operation operationOf(const Options& options);
 
 } // namespace fapi

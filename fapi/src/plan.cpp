@@ -35,19 +35,10 @@ class Planner {
 
     // Chains the rules of each entering interface in the order of their sequence numbers.
     void rules() {
-        std::vector<uint32_t> slots;
-        for (uint32_t i = 0; i < state_.rules.size(); ++i) {
-            if (state_.rules[i].used != 0) {
-                slots.push_back(i + 1);
-            }
-        }
-        std::sort(slots.begin(), slots.end(), [&](uint32_t a, uint32_t b) {
-            return state_.rules[a - 1].sequence < state_.rules[b - 1].sequence;
-        });
         plan_.next.assign(state_.rules.size() + 1, 0);
         std::map<int32_t, uint32_t> last;
-        for (const uint32_t slot : slots) {
-            const Rule& rule = state_.rules[slot - 1];
+        for (const uint32_t slot : state_.rules.inOrder()) {
+            const Rule& rule = state_.rules.at(slot);
             uint32_t& before = last[rule.inIndex];
             if (before == 0) {
                 iface(rule.in()).head = slot;
@@ -55,10 +46,13 @@ class Planner {
                 plan_.next[before] = slot;
             }
             before = slot;
-            place(rule);
+            if (placed_.emplace(rule.inIndex, rule.outIndex, rule.match.new_pcp).second) {
+                place(rule);
+            }
         }
     }
 
+    // Rules of the same interfaces and PCP need the same.
     void place(const Rule& rule) {
         if (!isLoopback(rule)) {
             plan_.hooks.insert({rule.in(), Place::ingress});
@@ -159,6 +153,7 @@ class Planner {
     Links& links_;
     ClassifierPlan plan_;
     bool havePcp_ = false;
+    std::set<std::tuple<int32_t, int32_t, uint8_t>> placed_; // entering, leaving interface, PCP
 };
 
 } // namespace

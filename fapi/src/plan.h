@@ -3,7 +3,7 @@
 #pragma once
 
 #include "links.h"
-#include "rule.h"
+#include "model.h"
 
 #include <compare>
 #include <map>

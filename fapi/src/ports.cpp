@@ -54,14 +54,18 @@ const Link* Ports::deviceOf(const Interface& port, Direction direction) {
     return direction == Direction::egress ? link : links_.byName(ifbNameOf(port.index));
 }
 
-bool Ports::has(const Interface& port, Direction direction) {
+const PortTree& Ports::tree(const Interface& port, Direction direction) {
+    static const PortTree nothing;
     const Link* device = deviceOf(port, direction);
-    return device != nullptr && treeAt(device->index).ours();
+    return device == nullptr ? nothing : treeAt(device->index);
+}
+
+bool Ports::has(const Interface& port, Direction direction) {
+    return tree(port, direction).ours();
 }
 
 bool Ports::has(const Interface& port, const Queue& queue) {
-    return has(port, queue.direction) &&
-           treeAt(deviceOf(port, queue.direction)->index).classes.contains(classOf(queue));
+    return tree(port, queue.direction).classes.contains(classOf(queue));
 }
 
 void Ports::refuseForeign(const std::vector<PortPlan>& after) {
@@ -107,6 +111,7 @@ void Ports::raise(const PortPlan& plan, Missing& missing) {
         nl::Batch batch;
         addIfb(batch, ifbNameOf(plan.port.index), "ingress of " + plan.port.name);
         socket_.run(batch);
+        madeDevices_ = true;
         refresh();
         port = deviceOf(plan.port, Direction::egress);
         device = deviceOf(plan.port, plan.direction);

@@ -27,6 +27,9 @@ class Ports {
     // gone.
     const Link* deviceOf(const Interface& port, Direction direction);
 
+    // What the kernel has there; nothing when the device is gone.
+    const PortTree& tree(const Interface& port, Direction direction);
+
     // Does the kernel have the scheduler of this port, and this queue's class in it?
     bool has(const Interface& port, Direction direction);
     bool has(const Interface& port, const Queue& queue);
@@ -36,6 +39,8 @@ class Ports {
     // Takes the ports from one set of plans to another; `all` also compares what the plans have in common,
     // and removes schedulers that neither knows (left by a killed call). Throws nl::KernelError.
     Missing bring(const std::vector<PortPlan>& before, const std::vector<PortPlan>& after, bool all);
+
+    bool madeDevices() const { return madeDevices_; }
 
   private:
     const PortTree& treeAt(int index);
@@ -47,6 +52,7 @@ class Ports {
     Links& links_;
     std::vector<tc::Qdisc> qdiscs_;
     std::map<int, PortTree> trees_;
+    bool madeDevices_ = false;
 };
 
 } // namespace fapi

@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "options.h"
 #include "session.h"
+#include "show.h"
 #include "tools.h"
 #include "values.h"
 
@@ -239,6 +240,11 @@ void queue(const Words& words, Subject& subject) {
 } // namespace
 
 void qcfg(const Words& words, Subject& subject) {
+    if (wantsShow(words)) {
+        Session session(Access::read);
+        puts(showPorts(session).c_str());
+        return;
+    }
     if (words.empty() || (words[0] != "--port" && words[0] != "--queue")) {
         throw Usage("the first option must be --port or --queue (see --help)");
     }

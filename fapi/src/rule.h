@@ -3,7 +3,7 @@
 #pragma once
 
 #include "../bpf/match.h"
-#include "model.h"
+#include "interface.h"
 
 #include <array>
 #include <cstring>

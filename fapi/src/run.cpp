@@ -9,6 +9,7 @@ namespace {
 
 constexpr const char* ifcfgHelp = R"(usage: ifcfg --ifmap -A|-D IF -tCATEGORY -bBASE -lLOWEST [-gGROUP]
        ifcfg --ifmap -L
+       ifcfg --show --json
 Says which base port carries the traffic of an interface. See ifcfg(8).
 )";
 constexpr const char* classcfgHelp = R"(usage: classcfg -A|-M|-D NAME -i IF -p tcp|udp|igmp [--tcp-flags ack]
@@ -18,6 +19,7 @@ constexpr const char* classcfgHelp = R"(usage: classcfg -A|-M|-D NAME -i IF -p t
                 -j mark --mark MARK --mark-loc 1 | -j mark --mark_ing MARK --mark-loc 2
                 --priority NUMBER
        classcfg -Lall -iIF
+       classcfg --show --json
 Classifies packets: the mark chooses the queue. See classcfg(8).
 )";
 constexpr const char* qcfgHelp = R"(usage: qcfg --port  -A|-M|-D NAME -i IF -s cb --pir KBIT -t egress|ingress
@@ -25,6 +27,7 @@ constexpr const char* qcfgHelp = R"(usage: qcfg --port  -A|-M|-D NAME -i IF -s c
                     -m sp --priority 0..9 | -m wfq --weight 1..1000
                     -d tail|red --map MARK
        qcfg --queue -Lall -iIF [-tegress|-tingress]
+       qcfg --show --json
 Shapes a port and gives it queues. --force replaces a root qdisc set up by others. See qcfg(8).
 )";
 
@@ -45,6 +48,16 @@ void complain(const std::string& tool, const Subject& subject, const std::string
 
 void warn(const char* tool, const Subject& subject, const std::string& what) {
     complain(tool, subject, "warning: " + what);
+}
+
+bool wantsShow(const Words& words) {
+    if (words.empty() || words[0] != "--show") {
+        return false;
+    }
+    if (words != Words{"--show", "--json"}) {
+        throw Usage("--show goes with --json and nothing else");
+    }
+    return true;
 }
 
 int run(const std::string& name, const Words& words) {

@@ -41,38 +41,44 @@ State Session::present(const State& stored) {
         const Link* link = links_.byName(interface.name);
         return link != nullptr && link->index == interface.index;
     };
+    const auto drop = [&](auto& objects, const auto& isLost) {
+        lost_ = std::erase_if(objects, isLost) != 0 || lost_;
+    };
     State present = stored;
-    std::erase_if(present.ifMaps, [&](const IfMap& map) {
-        return !there(map.upper) || !there(map.base) || !there(map.lowest);
-    });
-    std::erase_if(present.shapers,
-                  [&](const Shaper& shaper) { return !ports_.has(shaper.port, shaper.direction); });
-    std::erase_if(present.queues, [&](const Queue& queue) {
+    drop(present.ifMaps,
+         [&](const IfMap& map) { return !there(map.upper) || !there(map.base) || !there(map.lowest); });
+    drop(present.shapers, [&](const Shaper& shaper) { return !ports_.has(shaper.port, shaper.direction); });
+    drop(present.queues, [&](const Queue& queue) {
         return !there(queue.owner) || !ports_.has(portOf(stored, queue.owner), queue);
     });
-    std::erase_if(present.clsacts, [&](const Interface& interface) { return !there(interface); });
-    std::erase_if(present.pcps, [&](const auto& entry) { return !there(entry.first); });
+    drop(present.clsacts, [&](const Interface& interface) { return !there(interface); });
+    drop(present.pcps, [&](const auto& entry) { return !there(entry.first); });
     dropLostRules(present);
     return present;
 }
 
 void Session::dropLostRules(State& present) {
-    std::map<int, bool> standing;
-    for (Rule& rule : present.rules) {
+    const auto there = [&](const Interface& interface) {
+        const Link* link = links_.byName(interface.name);
+        return link != nullptr && link->index == interface.index;
+    };
+    const auto alive = [&](const Rule& rule) {
+        return there(rule.in()) && (rule.inIndex == loopbackIndex || classifier_.standsAt(rule.in())) &&
+               (!rule.hasOut() || there(rule.out()));
+    };
+    std::map<std::pair<int32_t, int32_t>, bool> known; // by entering and leaving interface
+    for (uint32_t slot = 1; slot <= present.rules.size(); ++slot) {
+        const Rule& rule = present.rules.at(slot);
         if (rule.used == 0) {
             continue;
         }
-        const auto there = [&](const Interface& interface) {
-            const Link* link = links_.byName(interface.name);
-            return link != nullptr && link->index == interface.index;
-        };
-        const auto [known, fresh] = standing.try_emplace(rule.inIndex, true);
+        const auto [verdict, fresh] = known.try_emplace({rule.inIndex, rule.outIndex}, true);
         if (fresh) {
-            known->second =
-                there(rule.in()) && (rule.inIndex == loopbackIndex || classifier_.standsAt(rule.in()));
+            verdict->second = alive(rule);
         }
-        if (!known->second || (rule.hasOut() && !there(rule.out()))) {
-            rule = {};
+        if (!verdict->second) {
+            present.rules.edit(slot) = {};
+            lost_ = true;
         }
     }
 }
@@ -83,12 +89,14 @@ Missing Session::apply(const State& stored, const State& there, State& next, boo
         ports_.refuseForeign(wanted);
     }
     const ClassifierPlan held = classifierPlan(stored, links_);
-    const ClassifierPlan standing = classifierPlan(there, links_);
+    const ClassifierPlan standing = lost_ ? classifierPlan(there, links_) : held;
     all = all || !classifier_.intact(standing);
     ClassifierPlan after = classifierPlan(next, links_);
     classifier_.retreat(stored, held, after, all);
     const Missing missing = ports_.bring(plansOf(stored), wanted, all);
-    after = classifierPlan(next, links_); // an ifb that was just made has an index now
+    if (ports_.madeDevices()) {
+        after = classifierPlan(next, links_); // an ifb that was just made has an index now
+    }
     classifier_.advance(stored, held, standing.hooks, next, after, all);
     classifier_.tidy(next, after);
     return missing;
@@ -107,6 +115,8 @@ Missing Session::commit(State next, bool force) {
         try {
             ports_.refresh();
             State back = state_;
+            back.clsacts = next.clsacts; // what was made on the way there must be seen to go
+            back.pcps = next.pcps;
             apply(next, back, back, true, true);
             store_.save(back, stored_);
             store_.markDone();

@@ -42,8 +42,9 @@ class Session {
     Links links_;
     Ports ports_;
     Classifier classifier_;
-    State stored_; // as the last call left it
-    State state_;  // as far as the kernel still has it
+    bool lost_ = false; // whether the next two differ; set while the second is made
+    State stored_;      // as the last call left it
+    State state_;       // as far as the kernel still has it
 };
 
 // Throws Failure unless this process may configure the network.

@@ -1,7 +1,6 @@
 #include "store.h"
 
 #include "failure.h"
-#include "rule.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -54,6 +53,21 @@ std::string readAll(const std::string& path) {
     return text;
 }
 
+RuleTable readRules(const std::string& path) {
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat about {};
+    if (!file || fstat(file.get(), &about) != 0) {
+        return {};
+    }
+    const auto count = static_cast<size_t>(about.st_size) / sizeof(Rule);
+    const auto rules = std::make_shared_for_overwrite<Rule[]>(count);
+    const auto bytes = static_cast<ssize_t>(count * sizeof(Rule));
+    if (read(file.get(), rules.get(), static_cast<size_t>(bytes)) != bytes) {
+        throw Failure(withErrno(path, errno));
+    }
+    return {rules, static_cast<uint32_t>(count)};
+}
+
 void writeAll(const std::string& path, const std::string& text) {
     const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
     if (!file) {
@@ -101,11 +115,7 @@ void Store::lock(Access access) {
 
 State Store::load() const {
     State state = parseState(readAll(folder_ + "/state"));
-    const std::string rules = readAll(folder_ + "/rules");
-    state.rules.resize(rules.size() / sizeof(Rule));
-    if (!state.rules.empty()) {
-        memcpy(state.rules.data(), rules.data(), state.rules.size() * sizeof(Rule));
-    }
+    state.rules = readRules(folder_ + "/rules");
     return state;
 }
 
@@ -136,18 +146,19 @@ void Store::save(const State& state, const State& before) {
 }
 
 // A record is written by one call and lies within one page: a kill leaves it as it was or as it should be.
-void Store::saveRules(const std::vector<Rule>& rules, const std::vector<Rule>& before) {
+void Store::saveRules(const RuleTable& rules, const RuleTable& before) {
     UniqueFd file;
-    for (size_t i = 0; i < rules.size(); ++i) {
-        if (i < before.size() && rules[i] == before[i]) {
+    const std::string path = folder_ + "/rules";
+    for (const uint32_t slot : RuleTable::candidates(rules, before)) {
+        const Rule& rule = rules.at(slot);
+        if (rule == before.at(slot)) {
             continue;
         }
-        const std::string path = folder_ + "/rules";
         if (!file) {
             file = UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
         }
-        const auto offset = static_cast<off_t>(i * sizeof(Rule));
-        if (!file || pwrite(file.get(), &rules[i], sizeof(Rule), offset) != sizeof(Rule)) {
+        const auto offset = static_cast<off_t>((slot - 1) * sizeof(Rule));
+        if (!file || pwrite(file.get(), &rule, sizeof rule, offset) != sizeof rule) {
             throw Failure(withErrno(path, errno));
         }
     }

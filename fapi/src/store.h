@@ -38,7 +38,7 @@ class Store {
 
   private:
     void lock(Access access);
-    void saveRules(const std::vector<Rule>& rules, const std::vector<Rule>& before);
+    void saveRules(const RuleTable& rules, const RuleTable& before);
     void makeFolder();
 
     std::string root_;

@@ -20,6 +20,9 @@ void classcfg(const Words& words, Subject& subject);
 // One line on standard error: the change was made, but not all of it could be.
 void warn(const char* tool, const Subject& subject, const std::string& what);
 
+// True for the words "--show --json"; throws Usage when --show comes with anything else.
+bool wantsShow(const Words& words);
+
 int run(const std::string& tool, const Words& words);
 
 } // namespace fapi
