@@ -17,6 +17,7 @@ namespace {
 
 std::vector<std::string> lines(const std::vector<LogRecord>& records) {
     std::vector<std::string> result;
+    result.reserve(records.size());
     for (const LogRecord& record : records) {
         result.push_back(std::string(nameOf(record.level)) + ": " + record.text);
     }

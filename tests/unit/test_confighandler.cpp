@@ -207,6 +207,16 @@ TEST_F(ConfigHandler, BeforeTheInitialCallThereIsNothingToApply) {
                                         "info: WAN up statue 0 => 1", "info: apply WAN QoS settings..."));
 }
 
+TEST_F(ConfigHandler, AnInitialCallThatComesLateStartsFromDown) {
+    setAddress("192.0.2.7");
+    EXPECT_TRUE(notify("StatusDsl"));
+    EXPECT_TRUE(notify(""));
+    EXPECT_EQ(handler.added, 1);
+    EXPECT_THAT(log.takeInfos(), Contains("WAN up statue 0 => 1").Times(2));
+    EXPECT_THAT(shell.takeChanges(), ElementsAre(ifMap, queue));
+    log.expectWarning("could not find any vlan interface in stack 'eth1' for setting PCP map");
+}
+
 TEST_F(ConfigHandler, AddDataFlowSaysYes) {
     EXPECT_TRUE(handler.addDataFlow(db));
     EXPECT_THAT(log.take(), IsEmpty());
@@ -279,6 +289,19 @@ TEST_F(ConfigHandlerFailure, AFailedDiscoveryIsNotTriedAgain) {
     EXPECT_FALSE(handler.checkConfigChange(db, "StatusDsl"));
     EXPECT_THAT(log.take(), ElementsAre("info: DSL has state 'Idle'", "info: detected WANoE node enabled",
                                         "info: detected 'ProviderInternet' is up"));
+}
+
+TEST_F(ConfigHandlerFailure, TheFirstDataFlowThatFailsToApplyIsTheLastOneTried) {
+    EXPECT_TRUE(handler.addDataFlow(db));
+    EXPECT_TRUE(handler.addDataFlow(db));
+    shell.answerNth(2, RecordingShell::exit1);
+    EXPECT_TRUE(notify("StatusDsl"));
+    EXPECT_EQ(stopFlag, 1);
+    EXPECT_THAT(shell.takeChanges(), ElementsAre(ifMap, queue));
+    handler.removeQosConfig(db);
+    EXPECT_THAT(shell.take(), ElementsAre(unQueue, unIfMap));
+    EXPECT_EQ(log.takeFrom("dataflows.cpp").back(), "info: qos config hasn't been applied yet, skip revert");
+    log.take();
 }
 
 TEST_F(ConfigHandlerFailure, NothingFoundIsNoFailure) {

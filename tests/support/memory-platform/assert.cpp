@@ -2,7 +2,7 @@
 
 #include <syslog.h>
 
-#include <cstdio>
+#include <iostream>
 
 namespace zel::error {
 
@@ -23,7 +23,7 @@ std::string report(const std::string& what, const char* file, int line) {
     if (theHook().count > 0 && theHook().toSyslog) {
         syslog(LOG_ERR, "%s", text.c_str());
     } else if (theHook().count > 0) {
-        std::fprintf(stderr, "%s\n", text.c_str());
+        std::cerr << text << std::endl;
     }
     return text;
 }

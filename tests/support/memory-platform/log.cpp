@@ -7,6 +7,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <iostream>
 #include <vector>
 
 namespace {
@@ -54,7 +55,7 @@ void write(const LogRecord& record) {
     if (log.daemonized) {
         syslog(priorities[static_cast<int>(record.level)], "%s", text.c_str());
     } else {
-        std::fprintf(stderr, "%s%s\n", log.name.c_str(), (": " + text).c_str());
+        std::cerr << log.name << ": " << text << std::endl;
     }
 }
 
@@ -127,7 +128,7 @@ std::string VAStr(const char* format, ...) {
     const int length = std::vsnprintf(nullptr, 0, format, arguments);
     va_end(arguments);
     std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    const int written = std::vsnprintf(text.data(), text.size() + 1, format, again);
     va_end(again);
-    return text;
+    return written == length ? text : std::string();
 }

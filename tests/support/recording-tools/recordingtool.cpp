@@ -16,7 +16,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -28,7 +27,8 @@ namespace {
 using Lines = std::vector<std::string>;
 
 [[noreturn]] void stop(int status, const std::string& reason) {
-    std::fprintf(stderr, "recording tool: %s\n", reason.c_str());
+    const std::string line = "recording tool: " + reason + "\n";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
     std::exit(status);
 }
 
