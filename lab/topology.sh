@@ -20,33 +20,38 @@ in_ns() {
     ip netns exec "$@"
 }
 
-# Without this, segments of up to 64 KiB travel between the namespaces, which no wire carries and no shaper can pace. A
-# macvlan does not let its offloads be switched off: there the sockets are told to build single packets.
-plain_packets() {
+# $1: namespace, $2: interface.
+prepare_interface() {
+    # Without this, segments of up to 64 KiB travel between the namespaces, which no wire carries and no shaper can pace. A
+    # macvlan does not let its offloads be switched off: there the sockets are told to build single packets.
     in_ns "$1" ethtool -K "$2" tso off gso off gro off tx-udp-segmentation off >/dev/null 2>&1 || :
     ip -n "$1" link set "$2" gso_max_segs 1
+    # A neighbour once found is not asked again for an hour: counters show the traffic of the lab's user and nothing else.
+    in_ns "$1" sh -c "for family in ipv4 ipv6; do
+        echo 3600000 >/proc/sys/net/\$family/neigh/$2/base_reachable_time_ms; done"
 }
 
 # $1 $2: namespace and name of one end, $3 $4: of the other.
 cable() {
     ip -n "$1" link add "$2" type veth peer name "$4" netns "$3"
-    plain_packets "$1" "$2"
-    plain_packets "$3" "$4"
+    prepare_interface "$1" "$2"
+    prepare_interface "$3" "$4"
     ip -n "$1" link set "$2" up
     ip -n "$3" link set "$4" up
 }
 
 new_namespace() {
     ip netns add "$1"
-    ip -n "$1" link set lo up
-    # Addresses are usable at once; nothing is added by router advertisements; a packet may come back another way.
+    # Addresses are usable at once; a packet may come back another way; no reports of group membership.
     in_ns "$1" sh -c '
-        for setting in accept_dad=0 accept_ra=0 dad_transmits=0; do
-            for scope in all default; do
-                echo "${setting#*=}" >/proc/sys/net/ipv6/conf/$scope/"${setting%=*}"
-            done
-        done
-        for scope in all default; do echo 0 >/proc/sys/net/ipv4/conf/$scope/rp_filter; done'
+        set_all() { for scope in all default; do echo "$3" >"/proc/sys/net/$1/conf/$scope/$2"; done; }
+        set_all ipv4 rp_filter 0
+        set_all ipv6 accept_dad 0
+        set_all ipv6 dad_transmits 0
+        set_all ipv6 accept_ra 0
+        set_all ipv6 mldv1_unsolicited_report_interval 3600000
+        set_all ipv6 mldv2_unsolicited_report_interval 3600000'
+    ip -n "$1" link set lo up
 }
 
 make_router() {
@@ -72,7 +77,7 @@ build_home() {
     else
         cable lan eth0 gw "$home"
     fi
-    plain_packets gw "$home"
+    prepare_interface gw "$home"
     ip -n gw addr add 192.168.1.1/24 dev "$home"
     ip -n gw addr add 2001:db8:1::1/64 dev "$home" nodad
     # More hosts than one, for rules that tell them apart.
@@ -105,9 +110,11 @@ build_server() {
     ip -n "$1" route add default via "2001:db8:$3:1::1"
 }
 
+namespaces='lan gw line wan internet iptv voip'
+
 build_topology() {
-    for namespace in lan gw line wan internet iptv voip; do
-        new_namespace $namespace
+    for namespace in $namespaces; do
+        new_namespace "$namespace"
     done
     make_router gw
     make_router wan
@@ -117,6 +124,15 @@ build_topology() {
     build_server voip 10.9.1 9
     ip -n wan addr add 10.10.1.10/32 dev lo
     ip -n wan addr add 2001:db8:10:1::10/128 dev lo
+}
+
+# Takes all of it away, with everything that still runs in there.
+clear_topology() {
+    for namespace in $namespaces; do
+        [ -e "/run/netns/$namespace" ] || continue
+        for pid in $(ip netns pids "$namespace"); do kill -KILL "$pid" 2>/dev/null || :; done
+        ip netns del "$namespace"
+    done
 }
 
 # Limits the line, in kbit/s upstream and downstream; "off" lifts a limit. The buffer is a modem's: about 100 full packets.

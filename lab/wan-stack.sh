@@ -35,7 +35,7 @@ note() {
 # $1: interface, $2: its parent. No tag: packets leave on the root port as they are.
 stand_in() {
     ip -n gw link add link "$2" name "$1" type macvlan mode private
-    plain_packets gw "$1"
+    prepare_interface gw "$1"
     ip -n gw link set "$1" up
 }
 
@@ -43,7 +43,7 @@ stand_in() {
 real_vlan() {
     for side in gw wan; do
         ip -n $side link add link "$2" name "$1" type vlan id "${1##*.}"
-        plain_packets $side "$1"
+        prepare_interface $side "$1"
         ip -n $side link set "$1" up
     done
 }
@@ -178,8 +178,14 @@ build_wan_stack() {
     while read -r name interface; do
         connect_service "$name" "$interface"
     done </run/lab/logical
-    ip -n gw route add 224.0.0.0/4 dev "$(awk '$1 == "ProviderIPTV" { i = $2 } END { print i ? i : "lo" }' /run/lab/services)"
+    multicast_interface=$(awk '$1 == "ProviderIPTV" || !found { found = $2 } END { print found }' /run/lab/services)
+    [ -z "$multicast_interface" ] || ip -n gw route add 224.0.0.0/4 dev "$multicast_interface"
     translate_addresses
+}
+
+clear_wan_stack() {
+    if mountpoint -q /etc/ppp; then umount -l /etc/ppp; fi
+    rm -f /run/lab/*
 }
 
 describe() {

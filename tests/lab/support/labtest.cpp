@@ -1,0 +1,107 @@
+#include "labtest.h"
+
+#include <csignal>
+#include <cstdlib>
+
+namespace lab {
+
+namespace {
+
+// The addresses that the lab gives to a service: the gateway's end of its link.
+std::string addressOf(const std::string& service) {
+    if (service == "ProviderInternet") {
+        return "203.0.113.2";
+    }
+    if (service == "ProviderIPTV") {
+        return "10.8.0.2";
+    }
+    if (service == "ProviderVoIP") {
+        return "10.9.0.2";
+    }
+    return "10.10.0.2";
+}
+
+constexpr const char* configurationFile = "/tmp/gateway.json";
+
+} // namespace
+
+LabTest::LabTest() {
+    server.start();
+}
+
+LabTest::~LabTest() {
+    daemon.reset();
+    shell("lab clear; rm -rf /run/fapi-qos");
+}
+
+void LabTest::buildGateway(const Json& configuration) {
+    e2e::writeFile(configurationFile, configuration.dump());
+    shell(std::string("lab clear && lab build ") + configurationFile);
+    configure(configuration);
+}
+
+void LabTest::configure(const Json& configuration) {
+    configuration_ = configuration;
+    database.replaceAll(configuration);
+}
+
+void LabTest::startDaemon(const std::string& tools) {
+    const std::string path = std::getenv("PATH");
+    daemon.emplace(e2e::Command{{"ip", "netns", "exec", "gw", "pacerd_ng", "-d", "0"},
+                                {{"PATH", tools.empty() ? path : tools + ":" + path}},
+                                "/tmp/daemon.out",
+                                "/tmp/daemon.err"});
+    ASSERT_TRUE(log.waitFor("info: initial startup in progress")) << e2e::readFile("/tmp/daemon.err");
+    settle();
+}
+
+void LabTest::stopDaemon() {
+    daemon->signal(SIGTERM);
+    EXPECT_EQ(daemon->exitStatus(), 0);
+    daemon.reset();
+    log.clear();
+}
+
+void LabTest::killDaemon() {
+    daemon->signal(SIGKILL);
+    daemon->wait();
+    daemon.reset();
+    log.clear();
+}
+
+void LabTest::bringUp() {
+    setWan(true);
+}
+
+void LabTest::takeDown() {
+    setWan(false);
+}
+
+void LabTest::setWan(bool up) {
+    Json operations = Json::array();
+    operations.push_back(e2e::Database::updating("StatusDsl", 1, {{"Status", up ? 4 : 0}}));
+    for (const Json& row : configuration_["StatusNetifWatchLogical"]) {
+        const std::string name = row["Name"];
+        if (name.starts_with("Provider") && row["Interface"] != "off") {
+            operations.push_back(
+                e2e::Database::updating(e2e::statusTable, row["Id"],
+                                        {{"IsUp", up ? 1 : 0}, {"Addr", up ? addressOf(name) : "0.0.0.0"}}));
+        }
+    }
+    database.transact(operations);
+    settle();
+}
+
+void LabTest::settle() {
+    const std::string mark = "settled " + std::to_string(++settled_);
+    database.update("StatusDsl", 1, {{"StatusString", mark}});
+    ASSERT_TRUE(log.waitFor("info: DSL has state '" + mark + "'")) << "the daemon does not take in changes";
+}
+
+void LabTest::expectNoErrors() const {
+    for (const std::string& message : log.messages()) {
+        EXPECT_FALSE(message.starts_with("error")) << message;
+    }
+}
+
+} // namespace lab
