@@ -1,6 +1,8 @@
 #include "ovsdb/datum.h"
 
 #include <charconv>
+#include <climits>
+#include <cmath>
 
 namespace ovsdb {
 
@@ -19,8 +21,12 @@ Value atomToValue(const Json& atom) {
     switch (atom.type()) {
     case Json::value_t::string:
         return Value(atom.get<std::string>());
-    case Json::value_t::number_integer:
     case Json::value_t::number_unsigned:
+        if (atom.get<unsigned long long>() > LLONG_MAX) {
+            return Value(toText(atom)); // a real without a fraction
+        }
+        [[fallthrough]];
+    case Json::value_t::number_integer:
         return Value(atom.get<long long>());
     case Json::value_t::boolean:
         return Value(atom.get<bool>() ? 1LL : 0LL);
@@ -45,35 +51,52 @@ std::optional<T> parseWhole(const std::string& text) {
     return error == std::errc() && stop == end ? std::optional<T>(number) : std::nullopt;
 }
 
-std::optional<Json> toAtom(AtomType type, const Value& value) {
-    const std::string text = value.getText();
+// The server drops a connection over a text that is not UTF-8 or holds a zero byte.
+bool isTransmissible(const std::string& text) {
+    if (text.find('\0') != std::string::npos) {
+        return false;
+    }
+    try {
+        Json(text).dump();
+        return true;
+    } catch (const Json::exception&) {
+        return false;
+    }
+}
+
+std::optional<Json> toReal(const std::string& text) {
+    if (const auto whole = parseWhole<long long>(text)) {
+        return Json(*whole); // the server's own notation for 2.0 is 2
+    }
+    const auto number = parseWhole<double>(text);
+    return number && std::isfinite(*number) ? std::optional<Json>(*number) : std::nullopt;
+}
+
+std::optional<Json> toAtom(AtomType type, const std::string& text) {
     switch (type) {
     case AtomType::string:
-        return Json(text);
-    case AtomType::integer:
-        if (const auto number = parseWhole<long long>(text)) {
-            return Json(*number);
-        }
-        return std::nullopt;
+        return isTransmissible(text) ? std::optional<Json>(text) : std::nullopt;
+    case AtomType::integer: {
+        const auto number = parseWhole<long long>(text);
+        return number ? std::optional<Json>(*number) : std::nullopt;
+    }
     case AtomType::real:
-        if (const auto number = parseWhole<double>(text)) {
-            return Json(*number);
-        }
-        return std::nullopt;
+        return toReal(text);
     case AtomType::boolean:
-        if (text == "0" || text == "1") {
-            return Json(text == "1");
-        }
-        return std::nullopt;
+        return text == "0" || text == "1" ? std::optional<Json>(text == "1") : std::nullopt;
     case AtomType::uuid: {
         Json tagged = Json::parse(text, nullptr, false);
-        return isTagged(tagged, "uuid") ? tagged : Json::array({"uuid", text});
+        return isTagged(tagged, "uuid") ? std::optional<Json>(std::move(tagged)) : std::nullopt;
     }
     }
     return std::nullopt;
 }
 
 } // namespace
+
+Json emptySet() {
+    return Json::array({"set", Json::array()});
+}
 
 std::optional<Value> toValue(const Json& datum) {
     if (isTagged(datum, "set")) {
@@ -94,18 +117,20 @@ std::optional<Value> toValue(const Json& datum) {
 
 std::optional<Json> toDatum(const ColumnType& type, const Value& value) {
     if (value.getDataType().getTypeCode() == IDataType::noneCode) {
-        return Json::array({"set", Json::array()});
+        return type.isOptional() ? std::optional<Json>(emptySet()) : std::nullopt;
     }
+    const std::string text = value.getText();
     if (!type.isScalar()) {
-        Json collection = Json::parse(value.getText(), nullptr, false);
+        Json collection = Json::parse(text, nullptr, false);
         if (isTagged(collection, type.isMap() ? "map" : "set")) {
-            return collection;
+            return text.find("\\u0000") == std::string::npos ? std::optional<Json>(std::move(collection))
+                                                             : std::nullopt;
         }
         if (type.isMap()) {
             return std::nullopt;
         }
     }
-    return toAtom(type.key.type, value);
+    return toAtom(type.key.type, text);
 }
 
 } // namespace ovsdb

@@ -15,8 +15,12 @@ namespace ovsdb {
 // Throws ProtocolError on what is no value at all.
 std::optional<basalt::Value> toValue(const Json& datum);
 
-// The other way, by the column's type. Nothing if the value does not fit it: "abc" in an integer column. An
-// empty Value becomes the empty set. Ranges and enumerations are the server's to check.
+// The other way, by the column's type. Nothing if the value does not fit it: "abc" in an integer column, an
+// empty Value where one is required, a text that cannot be sent. Ranges and enumerations are the server's to
+// check.
 std::optional<Json> toDatum(const ColumnType& type, const basalt::Value& value);
+
+// What an optional column holds when it holds nothing.
+Json emptySet();
 
 } // namespace ovsdb

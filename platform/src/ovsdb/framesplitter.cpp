@@ -17,7 +17,13 @@ void FrameSplitter::append(std::string_view bytes) {
     scan();
 }
 
-std::string FrameSplitter::take() {
+std::optional<std::string> FrameSplitter::next() {
+    if (!fault_.empty()) {
+        throw ProtocolError(fault_);
+    }
+    if (!complete_) {
+        return std::nullopt;
+    }
     std::string message;
     if (start_ == 0 && scanned_ == buffer_.size()) {
         message = std::exchange(buffer_, {}); // the usual case, without a copy
@@ -37,7 +43,7 @@ void FrameSplitter::clear() {
 }
 
 void FrameSplitter::scan() {
-    while (!complete_ && scanned_ < buffer_.size()) {
+    while (!ready() && scanned_ < buffer_.size()) {
         const char byte = buffer_[scanned_];
         if (depth_ == 0 && isBlank(byte)) {
             start_ = ++scanned_;
@@ -46,7 +52,7 @@ void FrameSplitter::scan() {
         step(byte);
         ++scanned_;
         if (scanned_ - start_ > maxBytes_) {
-            throw ProtocolError("a message of more than " + std::to_string(maxBytes_) + " bytes");
+            fault_ = "a message of more than " + std::to_string(maxBytes_) + " bytes";
         }
     }
     if (start_ == buffer_.size()) {
@@ -67,7 +73,8 @@ void FrameSplitter::step(char byte) {
         return;
     }
     if (depth_ == 0 && byte != '{') {
-        throw ProtocolError("something that is not a JSON object");
+        fault_ = "something that is not a JSON object";
+        return;
     }
     switch (byte) {
     case '"':
@@ -76,7 +83,7 @@ void FrameSplitter::step(char byte) {
     case '{':
     case '[':
         if (++depth_ > maxDepth_) {
-            throw ProtocolError("a message nested deeper than " + std::to_string(maxDepth_) + " levels");
+            fault_ = "a message nested deeper than " + std::to_string(maxDepth_) + " levels";
         }
         break;
     case '}':

@@ -4,6 +4,7 @@
 #include "ovsdb/error.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,17 +24,17 @@ class FrameSplitter {
     explicit FrameSplitter(std::size_t maxBytes = defaultMaxBytes, unsigned maxDepth = defaultMaxDepth)
         : maxBytes_(maxBytes), maxDepth_(maxDepth) {}
 
-    // Looks no further than the end of the first message. Throws ProtocolError on a message that is too long
-    // or too deep, and on a byte that cannot begin a message; after that only clear() is of use.
+    // Looks no further than the end of the first message.
     void append(std::string_view bytes);
 
-    // A whole message is there to be taken.
-    bool complete() const { return complete_; }
+    // next() has something to say.
+    bool ready() const { return complete_ || !fault_.empty(); }
     // Some bytes of a message are there, but not its end.
-    bool partial() const { return !complete_ && start_ < buffer_.size(); }
+    bool partial() const { return !ready() && start_ < buffer_.size(); }
 
-    // Only if complete(). Goes on to look for the next message in what has been appended; throws like append.
-    std::string take();
+    // The next whole message, if it is there. Throws ProtocolError if what follows is too long or too deep,
+    // or begins with a byte that begins no message; then only clear() is of use.
+    std::optional<std::string> next();
 
     void clear();
 
@@ -51,6 +52,7 @@ class FrameSplitter {
     bool inString_ = false;
     bool escaped_ = false;
     bool complete_ = false;
+    std::string fault_;
 };
 
 } // namespace ovsdb

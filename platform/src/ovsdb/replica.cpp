@@ -45,6 +45,17 @@ const Json& object(const Json& json) {
     return json;
 }
 
+// What a row is after an update; nothing if it is gone or not let in.
+std::optional<basalt::ValueList> newValues(const std::string& table, const Json& update,
+                                           const RowGuard& guard) {
+    const auto wireRow = object(update).find("new");
+    if (wireRow == update.end()) {
+        return std::nullopt;
+    }
+    basalt::ValueList values = toRow(object(*wireRow));
+    return !guard || guard(table, values) ? std::optional(std::move(values)) : std::nullopt;
+}
+
 } // namespace
 
 Uuid::Uuid(std::string_view text) {
@@ -72,26 +83,45 @@ const Row* ReplicaTable::findFirst(const std::string& column, const std::string&
     return found == index->second.end() ? nullptr : &rows_[found->second];
 }
 
-void ReplicaTable::apply(const Uuid& uuid, const basalt::ValueList* values, RowChange& change) {
-    const auto row =
-        std::find_if(rows_.begin(), rows_.end(), [&](const Row& each) { return each.uuid == uuid; });
-    if (row != rows_.end()) {
-        change.before = row->values;
-        if (values != nullptr) {
-            row->values = *values;
-        } else {
-            rows_.erase(row);
+// `updates` are in ascending uuid. One pass over the rows, whatever the number of updates.
+void ReplicaTable::apply(std::vector<Update>& updates, RowChange* changes) {
+    bool ordered = true;
+    const auto takeUpdate = [&](Row& row) { // false: the row is gone
+        const auto update =
+            std::lower_bound(updates.begin(), updates.end(), row.uuid,
+                             [](const Update& each, const Uuid& uuid) { return each.uuid < uuid; });
+        if (update == updates.end() || update->uuid != row.uuid) {
+            return true;
         }
-    } else if (values != nullptr) {
-        rows_.push_back({uuid, *values});
+        update->done = true;
+        RowChange& change = changes[update - updates.begin()];
+        change.before = std::move(row.values);
+        if (!update->values) {
+            return false;
+        }
+        ordered = ordered && change.before.getValue(idColumn) == update->values->getValue(idColumn);
+        row.values = std::move(*update->values);
+        change.after = row.values;
+        return true;
+    };
+    auto kept = rows_.begin();
+    for (Row& row : rows_) {
+        if (takeUpdate(row)) {
+            if (&*kept != &row) {
+                *kept = std::move(row);
+            }
+            ++kept;
+        }
     }
-    if (values != nullptr) {
-        change.after = *values;
+    rows_.erase(kept, rows_.end());
+    for (Update& update : updates) {
+        if (!update.done && update.values) {
+            changes[&update - updates.data()].after = *update.values;
+            rows_.push_back({update.uuid, std::move(*update.values)});
+            ordered = false;
+        }
     }
-}
-
-void ReplicaTable::sort() {
-    if (!std::is_sorted(rows_.begin(), rows_.end(), comesBefore)) {
+    if (!ordered) {
         std::sort(rows_.begin(), rows_.end(), comesBefore);
     }
     indexes_.clear();
@@ -112,9 +142,8 @@ const ReplicaTable* Replica::find(const std::string& table) const {
 
 std::vector<RowChange> Replica::apply(const Json& updates, const RowGuard& guard) {
     struct Pending {
-        ReplicaTable* table;
-        Uuid uuid;
-        std::optional<basalt::ValueList> values;
+        ReplicaTable& table;
+        std::vector<ReplicaTable::Update> updates;
     };
     std::vector<Pending> pending;
     std::vector<RowChange> changes;
@@ -123,27 +152,19 @@ std::vector<RowChange> Replica::apply(const Json& updates, const RowGuard& guard
         if (table == tables_.end()) {
             continue;
         }
-        for (const auto& [uuid, row] : object(rows).items()) {
-            Pending next{&table->second, Uuid(uuid), std::nullopt};
-            if (const auto wireRow = object(row).find("new"); wireRow != row.end()) {
-                basalt::ValueList values = toRow(object(*wireRow));
-                if (!guard || guard(name, values)) {
-                    next.values = std::move(values);
-                }
-            }
-            pending.push_back(std::move(next));
+        Pending& next = pending.emplace_back(Pending{table->second, {}});
+        next.updates.reserve(object(rows).size());
+        for (const auto& [uuid, row] : rows.items()) { // in ascending uuid, as the parser keeps its objects
+            next.updates.push_back({Uuid(uuid), newValues(name, row, guard)});
             changes.push_back({name, uuid, {}, {}});
         }
+        table->second.reserve(next.updates.size());
     }
     // From here on nothing fails.
-    std::set<ReplicaTable*> touched;
-    for (std::size_t i = 0; i < pending.size(); ++i) {
-        pending[i].table->apply(pending[i].uuid, pending[i].values ? &*pending[i].values : nullptr,
-                                changes[i]);
-        touched.insert(pending[i].table);
-    }
-    for (ReplicaTable* table : touched) {
-        table->sort();
+    RowChange* first = changes.data();
+    for (Pending& each : pending) {
+        each.table.apply(each.updates, first);
+        first += each.updates.size();
     }
     return changes;
 }

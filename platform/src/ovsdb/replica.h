@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -63,8 +64,15 @@ class ReplicaTable {
     // Row number by text; built when a column is first searched, dropped when the table changes.
     using Index = std::unordered_map<std::string, std::size_t>;
 
-    void apply(const Uuid& uuid, const basalt::ValueList* values, RowChange& change);
-    void sort();
+    // One row of an update; without values, the row is gone.
+    struct Update {
+        Uuid uuid;
+        std::optional<basalt::ValueList> values;
+        bool done = false;
+    };
+
+    void reserve(std::size_t more) { rows_.reserve(rows_.size() + more); }
+    void apply(std::vector<Update>& updates, RowChange* changes);
 
     std::set<std::string> columns_;
     std::vector<Row> rows_;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
 #include <utility>
 
 namespace ovsdb {
@@ -14,6 +15,10 @@ using std::chrono::milliseconds;
 
 constexpr std::size_t receiveBytes = 16 * 1024;
 constexpr int receivesPerTurn = 16;
+// Answers to echo requests that wait for the server to read.
+constexpr std::size_t maxUnsentEchoes = std::size_t{1} << 20;
+// Names the one monitor of a session in the server's notifications.
+constexpr const char* monitorName = "replica";
 
 std::string seconds(milliseconds time) {
     std::string text = std::to_string(time.count() / 1000);
@@ -24,6 +29,17 @@ const Json& member(const Json& message, const char* name) {
     static const Json none;
     const auto found = message.find(name);
     return found == message.end() ? none : *found;
+}
+
+// {"error": "unknown database", "details": "..."}, or anything else that a server puts there.
+std::string describeError(const Json& error) {
+    constexpr std::size_t longest = 200;
+    const Json& word = error.is_object() ? member(error, "error") : error;
+    std::string text = word.is_string() ? word.get<std::string>() : toText(error);
+    if (error.is_object() && member(error, "details").is_string()) {
+        text += " (" + error["details"].get<std::string>() + ")";
+    }
+    return text.substr(0, longest);
 }
 
 } // namespace
@@ -42,11 +58,11 @@ bool Session::start() {
 }
 
 short Session::pollEvents() const {
-    return static_cast<short>(stream_.hasUnsent() ? POLLIN | POLLOUT : POLLIN);
+    return static_cast<short>(stream_.unsentBytes() != 0 ? POLLIN | POLLOUT : POLLIN);
 }
 
 bool Session::hasWork() const {
-    return earlyChange_.has_value() || !inbox_.empty() || splitter_.complete();
+    return earlyChange_.has_value() || !inbox_.empty() || splitter_.ready();
 }
 
 std::optional<Session::Clock::time_point> Session::deadline() const {
@@ -71,37 +87,50 @@ std::optional<Change> Session::process() {
         }
         return std::nullopt;
     }
+    std::optional<Change> change;
+    guarded([&] { change = advance(); });
+    return change;
+}
+
+// Whatever a server sends ends the connection at worst.
+template <typename Action>
+void Session::guarded(Action action) {
     try {
-        return advance();
+        action();
     } catch (const ProtocolError& error) {
         fail(std::string("sent ") + error.what());
+    } catch (const Json::exception& error) {
+        fail(std::string("sent a message that cannot be read: ") + error.what());
+    } catch (const std::bad_alloc&) {
+        fail("sent more than the memory holds");
     }
-    return std::nullopt;
 }
 
 std::optional<Change> Session::advance() {
     stream_.flush();
-    if (inbox_.empty() && !splitter_.complete()) {
+    if (inbox_.empty() && !splitter_.ready()) {
         receive();
     }
-    while (state_ != State::disconnected && (!inbox_.empty() || splitter_.complete())) {
-        std::string message;
-        if (!inbox_.empty()) {
-            message = std::move(inbox_.front());
-            inbox_.pop_front();
-            inboxBytes_ -= message.size();
-        } else {
-            message = splitter_.take();
-        }
-        if (auto change = handle(parseJson(message))) {
+    while (const auto message = nextMessage()) {
+        if (auto change = handle(parseJson(*message))) {
             return change;
         }
     }
     const auto until = deadline();
     if (state_ != State::disconnected && until && Clock::now() >= *until) {
-        fail("gave no answer within " + seconds(options_.answerTimeout));
+        failForSilence();
     }
     return std::nullopt;
+}
+
+std::optional<std::string> Session::nextMessage() {
+    if (inbox_.empty()) {
+        return splitter_.next();
+    }
+    std::string message = std::move(inbox_.front());
+    inbox_.pop_front();
+    inboxBytes_ -= message.size();
+    return message;
 }
 
 bool Session::attempt() {
@@ -136,14 +165,19 @@ void Session::fail(const std::string& reason, bool foreignPeer) {
     stopped_ = !options_.reconnect;
     const bool news = !outage_ || (foreignPeer && !foreignPeerReported_);
     outage_ = true;
+    lastOutage_ = reason;
     foreignPeerReported_ = foreignPeerReported_ || foreignPeer;
     if (news) {
         observer_.onOutage(reason);
     }
 }
 
+void Session::failForSilence() {
+    fail("gave no answer within " + seconds(options_.answerTimeout));
+}
+
 void Session::receive() {
-    for (int turn = 0; turn < receivesPerTurn && !splitter_.complete(); ++turn) {
+    for (int turn = 0; turn < receivesPerTurn && !splitter_.ready(); ++turn) {
         std::string bytes;
         switch (stream_.receive(bytes, receiveBytes)) {
         case UnixStream::Receive::data:
@@ -178,7 +212,7 @@ bool Session::isUpdate(const Json& message) const {
     if (!params.is_array() || params.size() != 2) {
         throw ProtocolError("an update that cannot be read");
     }
-    return state_ == State::live && replica_.has_value();
+    return state_ == State::live && params[0] == monitorName;
 }
 
 void Session::handleCall(const Json& message) {
@@ -186,7 +220,10 @@ void Session::handleCall(const Json& message) {
     if (method == "echo") {
         const Json reply = {
             {"id", member(message, "id")}, {"result", member(message, "params")}, {"error", nullptr}};
-        stream_.send(reply.dump());
+        stream_.send(toText(reply));
+        if (stream_.unsentBytes() > maxUnsentEchoes) {
+            throw ProtocolError("echo requests without reading the answers");
+        }
     } else if (method == "monitor_canceled") {
         fail("no longer serves the database '" + options_.database + "'");
     }
@@ -212,7 +249,7 @@ std::optional<Change> Session::takeReply(const Json& reply) {
 const Json& Session::resultOf(const Json& reply, const char* what) {
     const Json& error = member(reply, "error");
     if (!error.is_null()) {
-        throw ProtocolError(std::string("an error instead of ") + what + ": " + toText(error).substr(0, 200));
+        throw ProtocolError(std::string("an error instead of ") + what + ": " + describeError(error));
     }
     return member(reply, "result");
 }
@@ -234,7 +271,7 @@ void Session::takeSchema(const Json& reply) {
         return;
     }
     state_ = State::monitorRequested;
-    pendingId_ = request("monitor", Json::array({options_.database, "replica", std::move(requests)}));
+    pendingId_ = request("monitor", Json::array({options_.database, monitorName, std::move(requests)}));
     due_ = Clock::now() + options_.answerTimeout;
 }
 
@@ -258,7 +295,7 @@ Change Session::goLive(Replica fresh) {
 long long Session::request(const char* method, Json params) {
     const long long id = ++lastId_;
     const Json message = {{"method", method}, {"params", std::move(params)}, {"id", id}};
-    stream_.send(message.dump(-1, ' ', false, Json::error_handler_t::replace));
+    stream_.send(toText(message));
     return id;
 }
 
@@ -301,8 +338,8 @@ TransactResult Session::transact(const Transaction& transaction) {
     if (result.status == Status::answered) {
         const Json reply = std::move(*awaitedReply_);
         awaitedReply_.reset();
-        if (!member(reply, "error").is_null()) {
-            return {Status::failed, Json(), toText(member(reply, "error"))};
+        if (const Json& error = member(reply, "error"); !error.is_null()) {
+            return {Status::failed, Json(), describeError(error)};
         }
         result.results = member(reply, "result");
     }
@@ -316,17 +353,15 @@ TransactResult::Status Session::waitUntil(Clock::time_point until, Condition con
         return Status::notConnected;
     }
     while (!condition()) {
-        try {
+        guarded([this] {
             stream_.flush();
-            if (!splitter_.complete()) {
+            if (!splitter_.ready()) {
                 receive();
             }
-            while (state_ != State::disconnected && splitter_.complete()) {
-                handleForWaiter(splitter_.take());
+            while (auto message = splitter_.next()) {
+                handleForWaiter(std::move(*message));
             }
-        } catch (const ProtocolError& error) {
-            fail(std::string("sent ") + error.what());
-        }
+        });
         if (state_ == State::disconnected) {
             return Status::notConnected;
         }
@@ -337,8 +372,9 @@ TransactResult::Status Session::waitUntil(Clock::time_point until, Condition con
         case Wait::ready:
             break;
         case Wait::timedOut:
-            if (Clock::now() >= due_ || awaitedId_ != 0) {
-                fail("gave no answer within " + seconds(options_.answerTimeout));
+            // A reader's patience may be shorter than the connection's.
+            if (awaitedId_ != 0 || (state_ != State::live && Clock::now() >= due_)) {
+                failForSilence();
             }
             return Status::noAnswer;
         case Wait::interrupted:

@@ -29,7 +29,8 @@ struct SessionOptions {
     RowGuard guard;
 };
 
-// Hears of what lies outside of the flow of changes. Must not call back into the session.
+// Hears of what lies outside of the flow of changes. Must not call back into the session. What is not
+// overridden is not listened to.
 class SessionObserver {
   public:
     SessionObserver() = default;
@@ -38,12 +39,12 @@ class SessionObserver {
     virtual ~SessionObserver() = default;
 
     // Once per outage, however many attempts follow; and once more if, during that outage, a foreign peer is
-    // found at the server's place. `reason` is a sentence without its full stop.
-    virtual void onOutage(const std::string& reason) = 0;
+    // found at the server's place. `reason` continues a sentence that begins with the server.
+    virtual void onOutage(const std::string& /*reason*/) {}
     // The session is live again after an outage.
-    virtual void onRecovery() = 0;
+    virtual void onRecovery() {}
     // A connection has read the schema.
-    virtual void onSchema(const DatabaseSchema& schema) = 0;
+    virtual void onSchema(const DatabaseSchema& /*schema*/) {}
 };
 
 // What process() has taken in.
@@ -92,6 +93,8 @@ class Session {
     std::optional<Change> process();
 
     bool isLive() const { return state_ == State::live; }
+    // Why there is or was no connection, as onOutage() tells it. Empty before the first failure.
+    const std::string& lastOutage() const { return lastOutage_; }
     // The last snapshot with all updates so far; nullptr before the first. Outlives the connection.
     const Replica* replica() const { return replica_ ? &*replica_ : nullptr; }
     // Of the last connection; nullptr before the first.
@@ -119,10 +122,14 @@ class Session {
 
     bool attempt();
     void fail(const std::string& reason, bool foreignPeer = false);
+    void failForSilence();
+    template <typename Action>
+    void guarded(Action action);
     void disconnect();
     std::optional<Change> advance();
 
     void receive();
+    std::optional<std::string> nextMessage();
     std::optional<Change> handle(const Json& message);
     void handleForWaiter(std::string message);
     void handleCall(const Json& message);
@@ -155,6 +162,7 @@ class Session {
 
     bool outage_ = false; // reported, and not over
     bool foreignPeerReported_ = false;
+    std::string lastOutage_;
 
     std::optional<DatabaseSchema> schema_;
     std::optional<Replica> replica_;

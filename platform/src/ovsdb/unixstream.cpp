@@ -61,7 +61,11 @@ bool UnixStream::flush() {
         }
         sent += static_cast<std::size_t>(taken);
     }
-    unsent_.erase(0, sent);
+    if (sent == unsent_.size()) {
+        unsent_ = std::string(); // not clear(): one large request would keep its memory
+    } else {
+        unsent_.erase(0, sent);
+    }
     return alive;
 }
 

@@ -31,7 +31,7 @@ class UnixStream {
     void send(const std::string& bytes);
     // Sends more of what is queued. False: the connection is gone.
     bool flush();
-    bool hasUnsent() const { return !unsent_.empty(); }
+    std::size_t unsentBytes() const { return unsent_.size(); }
 
     enum class Receive {
         data,

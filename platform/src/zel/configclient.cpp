@@ -161,7 +161,7 @@ EResultCode ConfigClient::toConditions(const std::string& table, const std::stri
         return EResultCode::unknownColumn;
     }
     if (text.empty() && type->isOptional()) {
-        conditions.push_back(ovsdb::condition(column, "==", Json::array({"set", Json::array()})));
+        conditions.push_back(ovsdb::condition(column, "==", ovsdb::emptySet()));
     }
     const auto datum = ovsdb::toDatum(*type, basalt::Value(text));
     // "007" and 7 are different texts.
