@@ -2,7 +2,9 @@
 
 #include <basalt/net/eventdispatcher.h>
 
+#include <fcntl.h>
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>
@@ -33,6 +35,16 @@ int waitTime(const std::vector<EventSource*>& sources, unsigned int boundMs) {
     return time;
 }
 
+// A program that is started with its standard streams closed would give their numbers to the first sockets
+// that it opens, and whatever it prints would go there. An event loop is made before any of them.
+void reserveStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0) {
+            ::open("/dev/null", O_RDWR); // takes the lowest free number
+        }
+    }
+}
+
 } // namespace
 
 void EventDispatcher::Impl::attach(EventSource& source) {
@@ -43,7 +55,10 @@ void EventDispatcher::Impl::detach(EventSource& source) {
     std::erase(sources, &source);
 }
 
-EventDispatcher::EventDispatcher() : impl_(std::make_unique<Impl>()) {}
+EventDispatcher::EventDispatcher() {
+    reserveStandardStreams();
+    impl_ = std::make_unique<Impl>();
+}
 
 EventDispatcher::~EventDispatcher() = default;
 

@@ -65,11 +65,15 @@ bool isTransmissible(const std::string& text) {
 }
 
 std::optional<Json> toReal(const std::string& text) {
-    if (const auto whole = parseWhole<long long>(text)) {
-        return Json(*whole); // the server's own notation for 2.0 is 2
-    }
+    constexpr double exactIntegers = 9007199254740992.0; // 2^53
     const auto number = parseWhole<double>(text);
-    return number && std::isfinite(*number) ? std::optional<Json>(*number) : std::nullopt;
+    if (!number || !std::isfinite(*number)) {
+        return std::nullopt;
+    }
+    if (std::trunc(*number) == *number && std::fabs(*number) < exactIntegers) {
+        return Json(static_cast<long long>(*number)); // the server's own notation for 2.0 is 2
+    }
+    return Json(*number);
 }
 
 std::optional<Json> toAtom(AtomType type, const std::string& text) {

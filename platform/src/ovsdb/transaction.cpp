@@ -4,6 +4,19 @@
 
 namespace ovsdb {
 
+namespace {
+
+// nullptr if there is no such text.
+const std::string* textOf(const Json& object, const char* member) {
+    if (!object.is_object()) {
+        return nullptr;
+    }
+    const auto found = object.find(member);
+    return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
+}
+
+} // namespace
+
 Json condition(const std::string& column, const char* function, Json value) {
     return Json::array({column, function, std::move(value)});
 }
@@ -49,8 +62,9 @@ TransactError findError(const Json& results) {
     }
     for (std::size_t i = 0; i < results.size(); ++i) {
         const Json& result = results[i];
-        if (result.is_object() && result.contains("error") && result["error"].is_string()) {
-            return {result["error"].get<std::string>(), toText(result.value("details", Json())), i};
+        if (const std::string* word = textOf(result, "error")) {
+            const std::string* details = textOf(result, "details");
+            return {*word, details == nullptr ? std::string() : *details, i};
         }
     }
     return {};

@@ -35,6 +35,18 @@ bool isSameFile(int fd, const std::string& path) {
            opened.st_ino == named.st_ino;
 }
 
+// Nothing stands there, or a file as it should.
+bool isFreeForFile(const std::string& path) {
+    struct stat status = {};
+    return ::lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
+// What pidfile_open says of a file that another process has locked; the last two when that process has not
+// written a proper number into it.
+bool isLocked(int error) {
+    return error == EEXIST || error == EAGAIN || error == EINVAL;
+}
+
 void logFailure(const std::string& path, const char* reason) {
     ZEL_Sysloglevel_error(ZEL_Sysloglevel_registerModul("daemon"), "daemon.cpp", __LINE__,
                           VAStr("pid file '%s' cannot be written: %s", path.c_str(), reason));
@@ -76,28 +88,29 @@ void ZEL_Daemon_daemonize(ZEL_Daemon& /*daemon*/) {
 
 ZEL_Daemon_PidFile ZEL_Daemon_createPidFile(ZEL_Daemon& daemon) {
     ZEL_Daemon::Impl& impl = *daemon.impl;
-    // Somebody who merely looks holds the lock for a few microseconds: only who keeps it is another instance.
+    // Somebody who merely looks, or deletes what nobody holds, has the lock for a few microseconds: only who
+    // keeps it is another instance.
     constexpr int attempts = 10;
     constexpr useconds_t pauseUs = 10'000;
-    for (int attempt = 1; impl.own == nullptr; ++attempt) {
-        struct stat status = {};
-        if (::lstat(impl.path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    int error = 0;
+    for (int attempt = 0; impl.own == nullptr && attempt < attempts; ++attempt) {
+        if (attempt > 0) {
+            ::usleep(pauseUs);
+        }
+        if (!isFreeForFile(impl.path)) {
             logFailure(impl.path, "not a regular file");
             return ZEL_Daemon_PidFile::failed;
         }
         pid_t other = 0;
         impl.own.reset(::pidfile_open(impl.path.c_str(), 0644, &other));
-        if (impl.own != nullptr) {
-            break;
-        }
-        if (errno != EEXIST && errno != EINVAL && errno != EAGAIN) {
-            logFailure(impl.path, std::strerror(errno));
-            return ZEL_Daemon_PidFile::failed;
-        }
-        if (attempt == attempts) {
-            return ZEL_Daemon_PidFile::heldByOther;
-        }
-        ::usleep(pauseUs);
+        error = errno;
+    }
+    if (impl.own == nullptr && isLocked(error)) {
+        return ZEL_Daemon_PidFile::heldByOther;
+    }
+    if (impl.own == nullptr) {
+        logFailure(impl.path, std::strerror(error));
+        return ZEL_Daemon_PidFile::failed;
     }
     // A lock that the commands inherit would outlive this process.
     ::fcntl(::pidfile_fileno(impl.own.get()), F_SETFD, FD_CLOEXEC);

@@ -1,0 +1,274 @@
+#include "platformtest.h"
+
+#include <zel/daemon.h>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <memory>
+
+namespace zel::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using PidFile = ZEL_Daemon_PidFile;
+
+// Runs `body` in a process of its own, which ends with its result.
+pid_t inProcess(const std::function<int()>& body) {
+    std::cout.flush();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(body());
+    }
+    return child;
+}
+
+int resultOf(pid_t child) {
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+class DaemonTest : public testing::Test {
+  protected:
+    DaemonTest() { ZEL_Daemon_construct(daemon, "pacerd-test", sandbox.path()); }
+
+    std::unique_ptr<ZEL_Daemon> another() const {
+        auto other = std::make_unique<ZEL_Daemon>();
+        ZEL_Daemon_construct(*other, "pacerd-test", sandbox.path());
+        return other;
+    }
+
+    // A process that holds the pid file until release().
+    void holdElsewhere() {
+        ASSERT_EQ(::pipe2(held.data(), O_CLOEXEC), 0);
+        ASSERT_EQ(::pipe2(released.data(), O_CLOEXEC), 0);
+        holder = inProcess([this] {
+            const auto mine = another();
+            const bool written = ZEL_Daemon_createPidFile(*mine) == PidFile::written;
+            char byte = written ? 'y' : 'n';
+            if (::write(held[1], &byte, 1) != 1) {
+                return 1;
+            }
+            ::close(released[1]);
+            return ::read(released[0], &byte, 1) == 0 ? 0 : 1; // and ends without deleting it
+        });
+        char byte = 0;
+        ASSERT_EQ(::read(held[0], &byte, 1), 1);
+        ASSERT_EQ(byte, 'y');
+    }
+    void release() {
+        ::close(released[1]);
+        EXPECT_EQ(resultOf(holder), 0);
+    }
+
+    Sandbox sandbox;
+    std::string file = sandbox / "pacerd-test.pid";
+    ZEL_Daemon daemon;
+    SyslogLines log;
+    std::array<int, 2> held = {-1, -1};
+    std::array<int, 2> released = {-1, -1};
+    pid_t holder = -1;
+};
+
+TEST_F(DaemonTest, looking_at_a_file_that_is_not_there_creates_none) {
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+    EXPECT_TRUE(fs::is_empty(sandbox.path()));
+}
+
+TEST_F(DaemonTest, looking_changes_nothing_in_the_file) {
+    std::ofstream(file) << "1\n";
+    fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    const auto written = fs::last_write_time(file);
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon)) << "the number of a living process alone holds nothing";
+    EXPECT_EQ(readFile(file), "1\n");
+    EXPECT_EQ(fs::last_write_time(file), written);
+}
+
+TEST_F(DaemonTest, writes_its_own_id) {
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::written);
+    EXPECT_EQ(std::stol(readFile(file)), ::getpid());
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::written) << "a second time, too";
+    EXPECT_EQ(std::stol(readFile(file)), ::getpid());
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon)) << "by itself, which is nobody else";
+    ZEL_Daemon_deletePidFile(daemon);
+    EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(DaemonTest, a_running_holder_occupies_the_file_and_keeps_it) {
+    holdElsewhere();
+    EXPECT_TRUE(ZEL_Daemon_occupiedPidFile(daemon));
+    const std::string content = readFile(file);
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::heldByOther);
+    ZEL_Daemon_deletePidFile(daemon);
+    EXPECT_TRUE(fs::exists(file));
+    EXPECT_EQ(readFile(file), content);
+    EXPECT_TRUE(ZEL_Daemon_occupiedPidFile(daemon));
+    release();
+}
+
+TEST_F(DaemonTest, what_a_dead_holder_left_behind_is_free) {
+    holdElsewhere();
+    release();
+    EXPECT_TRUE(fs::exists(file));
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::written);
+    EXPECT_EQ(std::stol(readFile(file)), ::getpid());
+}
+
+TEST_F(DaemonTest, nobodys_file_can_be_deleted) {
+    std::ofstream(file) << "4711";
+    ZEL_Daemon_deletePidFile(daemon);
+    EXPECT_FALSE(fs::exists(file));
+    ZEL_Daemon_deletePidFile(daemon); // nothing there: nothing happens
+}
+
+TEST_F(DaemonTest, a_holder_that_has_not_written_its_id_yet_still_holds) {
+    const int fd = ::open(file.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0644);
+    ASSERT_EQ(::flock(fd, LOCK_EX), 0);
+    EXPECT_TRUE(ZEL_Daemon_occupiedPidFile(daemon));
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::heldByOther);
+    ZEL_Daemon_deletePidFile(daemon);
+    EXPECT_TRUE(fs::exists(file));
+    ::close(fd);
+}
+
+TEST_F(DaemonTest, of_many_that_start_at_once_exactly_one_wins) {
+    for (int round = 0; round < 30; ++round) {
+        std::array<int, 2> gate = {-1, -1};
+        ASSERT_EQ(::pipe2(gate.data(), O_CLOEXEC), 0);
+        std::vector<pid_t> starters;
+        for (int i = 0; i < 6; ++i) {
+            starters.push_back(inProcess([&] {
+                const auto mine = another();
+                ::close(gate[1]);
+                char byte = 0;
+                [[maybe_unused]] const ssize_t opened = ::read(gate[0], &byte, 1);
+                ZEL_Daemon_deletePidFile(*mine); // as the daemon does
+                const PidFile result = ZEL_Daemon_createPidFile(*mine);
+                // The winner lives until the others have given up.
+                ::usleep(result == PidFile::written ? 250'000 : 0);
+                const bool own =
+                    result == PidFile::written && std::stol(readFile(file)) == static_cast<long>(::getpid());
+                return own ? 10 : static_cast<int>(result);
+            }));
+        }
+        ::close(gate[0]);
+        ::close(gate[1]);
+        int winners = 0;
+        for (const pid_t starter : starters) {
+            const int result = resultOf(starter);
+            winners += result == 10 ? 1 : 0;
+            EXPECT_TRUE(result == 10 || result == static_cast<int>(PidFile::heldByOther)) << result;
+        }
+        ASSERT_EQ(winners, 1) << "round " << round;
+    }
+}
+
+TEST_F(DaemonTest, somebody_who_only_looks_keeps_nobody_from_starting) {
+    std::ofstream(file) << "1";
+    const pid_t looker = inProcess([this] {
+        const auto mine = another();
+        for (int i = 0; i < 200'000; ++i) {
+            ZEL_Daemon_occupiedPidFile(*mine);
+        }
+        return 0;
+    });
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::written);
+        ZEL_Daemon_deletePidFile(daemon);
+    }
+    EXPECT_EQ(resultOf(looker), 0);
+}
+
+TEST_F(DaemonTest, commands_do_not_inherit_the_lock) {
+    pid_t command = -1;
+    {
+        const auto mine = another();
+        ASSERT_EQ(ZEL_Daemon_createPidFile(*mine), PidFile::written);
+        command = ::fork();
+        if (command == 0) {
+            ::execl("/bin/sleep", "sleep", "30", nullptr);
+            ::_exit(127);
+        }
+        const std::string link = "/proc/" + std::to_string(command) + "/exe";
+        while (fs::read_symlink(link).filename() == fs::read_symlink("/proc/self/exe").filename()) {
+            ::usleep(1000);
+        }
+    }
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+    ::kill(command, SIGKILL);
+    resultOf(command);
+}
+
+TEST_F(DaemonTest, says_why_the_file_cannot_be_written) {
+    ZEL_Daemon_construct(daemon, "pacerd-test", sandbox / "missing");
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::failed);
+    EXPECT_EQ(log.takeTexts(LOG_ERR),
+              (std::vector<std::string>{"pid file '" + sandbox / "missing/pacerd-test.pid" +
+                                        "' cannot be written: No such file or directory"}));
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+}
+
+TEST_F(DaemonTest, does_not_follow_a_link_that_somebody_has_put_there) {
+    const std::string victim = sandbox / "victim";
+    std::ofstream(victim) << "precious";
+    fs::create_symlink(victim, file);
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::failed);
+    EXPECT_EQ(log.takeTexts(LOG_ERR),
+              (std::vector<std::string>{"pid file '" + file + "' cannot be written: not a regular file"}));
+    ZEL_Daemon_deletePidFile(daemon);
+    EXPECT_EQ(readFile(victim), "precious");
+    EXPECT_TRUE(fs::is_symlink(file));
+}
+
+TEST_F(DaemonTest, a_pipe_in_its_place_blocks_nothing) {
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::failed);
+    EXPECT_EQ(log.takeTexts(LOG_ERR).size(), 1U);
+}
+
+TEST_F(DaemonTest, goes_into_the_background_and_loses_no_output) {
+    std::array<int, 2> output = {-1, -1};
+    ASSERT_EQ(::pipe2(output.data(), O_CLOEXEC), 0);
+    const std::string report = sandbox / "report";
+    const pid_t parent = inProcess([&] {
+        ::dup2(output[1], STDOUT_FILENO);
+        std::cout << "printed before";
+        ZEL_Daemon_daemonize(daemon);
+        std::cout << "printed after" << std::flush;
+        std::ofstream(report + ".new") << fs::current_path() << ' ' << (::getsid(0) == ::getpid()) << ' '
+                                       << fs::read_symlink("/proc/self/fd/2") << ' '
+                                       << (ZEL_Daemon_createPidFile(daemon) == PidFile::written);
+        fs::rename(report + ".new", report);
+        return 3; // nobody's business
+    });
+    EXPECT_EQ(resultOf(parent), 0) << "the foreground process ends well";
+    ::close(output[1]);
+    std::string printed(100, '\0');
+    const ssize_t got = ::read(output[0], printed.data(), printed.size());
+    printed.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    EXPECT_EQ(printed, "printed before");
+    for (int i = 0; i < 1000 && !fs::exists(report); ++i) {
+        ::usleep(10'000);
+    }
+    EXPECT_EQ(readFile(report), R"("/" 1 "/dev/null" 1)");
+    EXPECT_NE(std::stol(readFile(file)), parent);
+}
+
+} // namespace
+
+} // namespace zel::test
