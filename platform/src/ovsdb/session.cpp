@@ -39,6 +39,8 @@ std::string describeError(const Json& error) {
     if (error.is_object() && member(error, "details").is_string()) {
         text += " (" + error["details"].get<std::string>() + ")";
     }
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; }, ' '); // it ends up in logs
     return text.substr(0, longest);
 }
 
@@ -67,7 +69,7 @@ bool Session::hasWork() const {
 
 std::optional<Session::Clock::time_point> Session::deadline() const {
     std::optional<Clock::time_point> earliest;
-    if (state_ != State::live && !stopped_) {
+    if (state_ != State::live && !(state_ == State::disconnected && stopped_)) {
         earliest = due_;
     }
     if (splitter_.partial()) {

@@ -80,7 +80,8 @@ class Session {
     Session& operator=(const Session&) = delete;
     ~Session() = default;
 
-    // Makes the first attempt to connect. Returns whether there is a server.
+    // Makes the first attempt to connect, and lets the session connect by itself from then on. Returns
+    // whether there is a server.
     bool start();
 
     int descriptor() const { return stream_.descriptor(); }
@@ -158,7 +159,7 @@ class Session {
     long long pendingId_ = 0;              // of the request that state_ waits for
     Clock::time_point due_ = Clock::now(); // disconnected: next attempt; else the pending answer's deadline
     Clock::time_point lastBytes_ = {};
-    bool stopped_ = false; // no further attempts
+    bool stopped_ = true; // no attempts of its own
 
     bool outage_ = false; // reported, and not over
     bool foreignPeerReported_ = false;
