@@ -48,7 +48,8 @@ class Generator {
     void toggleLine(Json& gateway);
     void changeRow(Json& gateway);
 
-    // As the schema wants it: unknown columns out, missing ones in, numbers as text where the column is a text.
+    // As the schema wants it: unknown columns out, missing ones in, numbers as text where the column is a
+    // text.
     Json fitted(const Json& gateway) const;
 
     Random& random_;

@@ -26,7 +26,7 @@ class CommandRecord {
     std::vector<std::string> objects() const;  // what exists now
     void clear() const;                        // forgets the commands, not the objects
 
-    // The n-th change (from 1, over the whole record) is to fail, with status 1 and without effect.
+    // The n-th change (from 1, over the whole record) is to fail, with status 1 and without effect. 0: none.
     void letFail(int number) const;
 
   private:

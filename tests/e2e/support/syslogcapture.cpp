@@ -74,24 +74,26 @@ SyslogCapture::~SyslogCapture() {
 }
 
 void SyslogCapture::receive() {
-    std::vector<char> buffer(1 << 20);
     while (!stop_) {
         pollfd waiting = {socket_, POLLIN, 0};
-        if (::poll(&waiting, 1, 20) <= 0) {
-            continue;
+        if (::poll(&waiting, 1, 20) > 0) {
+            const std::lock_guard lock(mutex_);
+            takeWhatWaits();
         }
-        const ssize_t length = ::recv(socket_, buffer.data(), buffer.size(), 0);
-        if (length <= 0) {
-            continue;
-        }
-        LogLine line = parse(std::string(buffer.data(), static_cast<std::size_t>(length)));
-        const std::lock_guard lock(mutex_);
-        lines_.push_back(std::move(line));
     }
 }
 
+void SyslogCapture::takeWhatWaits() const {
+    ssize_t length = 0;
+    while ((length = ::recv(socket_, buffer_.data(), buffer_.size(), MSG_DONTWAIT)) > 0) {
+        lines_.push_back(parse(std::string(buffer_.data(), static_cast<std::size_t>(length))));
+    }
+}
+
+// A process that has ended may have left messages in the socket.
 std::vector<LogLine> SyslogCapture::lines() const {
     const std::lock_guard lock(mutex_);
+    takeWhatWaits();
     return lines_;
 }
 
@@ -104,6 +106,7 @@ std::vector<std::string> SyslogCapture::messages() const {
 
 std::size_t SyslogCapture::count(const std::string& message) const {
     const std::lock_guard lock(mutex_);
+    takeWhatWaits();
     return static_cast<std::size_t>(std::count_if(
         lines_.begin(), lines_.end(), [&](const LogLine& line) { return levelAndText(line) == message; }));
 }
@@ -114,6 +117,7 @@ bool SyslogCapture::waitFor(const std::string& message, std::size_t times, Milli
 
 void SyslogCapture::clear() {
     const std::lock_guard lock(mutex_);
+    takeWhatWaits();
     lines_.clear();
 }
 

@@ -42,11 +42,13 @@ class SyslogCapture {
 
   private:
     void receive();
+    void takeWhatWaits() const; // under the lock
 
     int socket_;
     std::atomic<bool> stop_ = false;
     mutable std::mutex mutex_;
-    std::vector<LogLine> lines_;
+    mutable std::vector<char> buffer_ = std::vector<char>(1 << 20);
+    mutable std::vector<LogLine> lines_;
     std::thread thread_;
 };
 

@@ -7,9 +7,10 @@
 //   the whole
 //                           record) that are to fail with status 1 and without effect
 //
-// Changes: -A creates or replaces; -M and -D fail with status 1 if there is no such object. Wrong usage is
-// status 2. Listings print one name a line, of the given interface, and for queues of one direction (egress
-// without -tingress). An interface map prints as "BASE CAT n INTERFACE" or "BASE INGGRP n INTERFACE".
+// Changes: -A creates or replaces, but interface maps are counted, since every stack adds the one of its
+// root; -M and -D fail with status 1 if there is no such object. Wrong usage is status 2. Listings print one
+// name a line, of the given interface, and for queues of one direction (egress without -tingress). An
+// interface map prints as "BASE CAT n INTERFACE" or "BASE INGGRP n INTERFACE".
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -140,7 +141,7 @@ int list(const Lines& objects, const std::string& scope) {
 
 int change(const std::string& flag, const std::string& line, Lines objects, int file) {
     const auto found = std::find(objects.begin(), objects.end(), line);
-    if (flag == "-A" && found == objects.end()) {
+    if (flag == "-A" && (found == objects.end() || line.starts_with("ifmap "))) {
         lseek(file, 0, SEEK_END);
         writeAll(file, line + "\n");
         return 0;

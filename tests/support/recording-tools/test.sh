@@ -37,6 +37,13 @@ yes 'ifcfg --ifmap -D ppp0 -t2 -bptm0 -lptm0'
 yes 'ifcfg --ifmap -L | grep -q "INGGRP 2.*ppp0.*"'
 no 'ifcfg --ifmap -L | grep -q "CAT 2.*ppp0.*"'
 
+yes 'ifcfg --ifmap -A ptm0 -t2 -bptm0 -lptm0'
+yes 'ifcfg --ifmap -A ptm0 -t2 -bptm0 -lptm0'
+yes 'ifcfg --ifmap -D ptm0 -t2 -bptm0 -lptm0'
+yes 'ifcfg --ifmap -L | grep -q "CAT 2.*ptm0.*"'
+yes 'ifcfg --ifmap -D ptm0 -t2 -bptm0 -lptm0'
+no 'ifcfg --ifmap -D ptm0 -t2 -bptm0 -lptm0'
+
 yes 'qcfg --port -A shape_wan -i ptm0 -s cb --pir 50000 -t egress'
 yes 'qcfg --port -A shape_wan -i ptm0 -s cb --pir 40000 -t egress'
 yes 'qcfg --port -D shape_wan -i ptm0 -s cb --pir 40000 -t egress'
