@@ -95,10 +95,14 @@ void addIfb(nl::Batch& batch, const std::string& name, const std::string& alias)
     info.ifi_change = IFF_UP;
     batch.body(info);
     batch.putText(IFLA_IFNAME, name);
-    batch.putText(IFLA_IFALIAS, alias);
     const size_t kind = batch.nest(IFLA_LINKINFO);
     batch.putText(IFLA_INFO_KIND, "ifb");
     batch.close(kind);
+    // The kernel takes an alias only for a device that is there.
+    batch.begin(RTM_SETLINK, 0, "naming the ifb device " + name);
+    batch.body(ifinfomsg{});
+    batch.putText(IFLA_IFNAME, name);
+    batch.putText(IFLA_IFALIAS, alias);
 }
 
 void deleteLink(nl::Batch& batch, int index, const std::string& name) {

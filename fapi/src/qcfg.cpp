@@ -137,20 +137,18 @@ Queue readQueue(const Options& options, Operation operation) {
     return queue;
 }
 
-uint16_t freeMinor(const State& state, const Queue& queue) {
-    const Interface port = portOf(state, queue.owner);
+// Not taken by any queue, on whatever port: a later interface map may bring queues together.
+uint16_t freeMinor(const State& state) {
     std::set<uint16_t> taken;
-    for (const Queue& other : state.queues) {
-        if (other.direction == queue.direction && portOf(state, other.owner) == port) {
-            taken.insert(other.minor);
-        }
+    for (const Queue& queue : state.queues) {
+        taken.insert(queue.minor);
     }
     for (uint16_t minor = firstQueueMinor; minor <= lastQueueMinor; ++minor) {
         if (!taken.contains(minor)) {
             return minor;
         }
     }
-    throw Failure("the port " + port.name + " has no room for another queue");
+    throw Failure("there is no room for another queue");
 }
 
 void refuseSharedMark(const State& state, const Queue& queue) {
@@ -184,7 +182,7 @@ Missing changeQueue(Session& session, Operation operation, Queue queue, bool for
         queue.minor = found->minor;
         *found = queue;
     } else {
-        queue.minor = freeMinor(next, queue);
+        queue.minor = freeMinor(next);
         next.queues.push_back(queue);
     }
     return session.commit(next, force);

@@ -1,0 +1,103 @@
+#include "command.h"
+
+#include <fcntl.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
+
+namespace fapi::test {
+
+namespace {
+
+[[noreturn]] void execute(const std::string& line) {
+    std::istringstream in(line);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) {
+        words.push_back(word);
+    }
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    const std::string path = std::string(FAPI_BIN) + ":/usr/sbin:/usr/bin:/sbin:/bin";
+    setenv("PATH", path.c_str(), 1);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+}
+
+std::string readAll(int fd) {
+    std::string text;
+    char block[4096];
+    ssize_t got = 0;
+    while ((got = read(fd, block, sizeof block)) > 0) {
+        text.append(block, static_cast<size_t>(got));
+    }
+    close(fd);
+    return text;
+}
+
+int statusOf(int wait) {
+    return WIFEXITED(wait) ? WEXITSTATUS(wait) : 128 + WTERMSIG(wait);
+}
+
+} // namespace
+
+Result command(const std::string& line) {
+    int out[2];
+    char errName[] = "/tmp/fapi-test-XXXXXX";
+    const int err = mkstemp(errName);
+    unlink(errName);
+    if (pipe2(out, O_CLOEXEC) != 0) {
+        throw std::runtime_error("pipe");
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(out[1], 1);
+        dup2(err, 2);
+        execute(line);
+    }
+    close(out[1]);
+    Result result;
+    result.out = readAll(out[0]);
+    int wait = 0;
+    waitpid(child, &wait, 0);
+    lseek(err, 0, SEEK_SET);
+    result.err = readAll(err);
+    result.status = statusOf(wait);
+    return result;
+}
+
+bool killedAtSystemCall(const std::string& line, int n) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null, 1);
+        dup2(null, 2);
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        raise(SIGSTOP);
+        execute(line);
+    }
+    int wait = 0;
+    waitpid(child, &wait, 0);
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    for (int stop = 0;;) {
+        ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
+        waitpid(child, &wait, 0);
+        if (WIFEXITED(wait) || WIFSIGNALED(wait)) {
+            return false;
+        }
+        if (WSTOPSIG(wait) == (SIGTRAP | 0x80) && ++stop == n) {
+            kill(child, SIGKILL);
+            waitpid(child, &wait, 0);
+            return true;
+        }
+    }
+}
+
+} // namespace fapi::test

@@ -1,0 +1,22 @@
+// Running a program as the daemon's shell would, and keeping what it said.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace fapi::test {
+
+struct Result {
+    int status = -1; // exit status, or 128 + the signal that ended it
+    std::string out;
+    std::string err;
+};
+
+// Blanks separate the words. Tool names are looked up in the build's bin folder first.
+Result command(const std::string& line);
+
+// The program is killed at its n-th entry into or return from a system call; false when it ended before.
+bool killedAtSystemCall(const std::string& line, int n);
+
+} // namespace fapi::test

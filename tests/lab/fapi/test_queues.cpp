@@ -1,0 +1,249 @@
+#include "gateway.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/udp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace fapi::test {
+
+class Queues : public GatewayTest {
+  protected:
+    // One rule per port 5001, 5002, ...: mark 1, 2, ...
+    static void ruleForMark(int mark) {
+        const std::string number = std::to_string(mark);
+        ok("classcfg -A m" + number + " -i br0 -p udp --dport 500" + number + " -o ppp0 -j mark --mark " +
+           number + " --mark-loc 1 --priority 1");
+    }
+
+    static Packet forMark(int mark, uint16_t id, size_t payload = 1000) {
+        Packet packet;
+        packet.dport = static_cast<uint16_t>(5000 + mark);
+        packet.id = id;
+        packet.payload = payload;
+        return packet;
+    }
+
+    std::vector<uint16_t> order(const std::vector<Packet>& packets) {
+        wan();
+        for (const Packet& packet : packets) {
+            lan().send(bridgeMac, packet);
+        }
+        std::vector<uint16_t> ids;
+        for (const Arrived& packet : wan().receiveUntil(0xffff, std::chrono::milliseconds(1500))) {
+            ids.push_back(packet.id);
+        }
+        return ids;
+    }
+};
+
+// 1,000 bytes take 42 ms at 200 kbit/s: the queues fill up while the first packets leave.
+constexpr const char* slowPort = "qcfg --port -A shape_wan -i ptm0 -s cb --pir 200 -t egress";
+
+TEST_F(Queues, ofAllPrecedencesLeaveInTheirOrder) {
+    ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
+    for (int precedence = 0; precedence <= 9; ++precedence) {
+        const std::string number = std::to_string(precedence);
+        ok("qcfg --queue -A q" + number + " -i ppp0 -t egress -l 100 -m sp --priority " + number +
+           " -d tail --map " + number);
+        ruleForMark(precedence);
+    }
+    ok(slowPort);
+    std::vector<Packet> packets;
+    for (int i = 0; i < 3; ++i) {
+        packets.push_back(forMark(9, static_cast<uint16_t>(100 + i))); // the burst that the port saves up
+    }
+    for (int precedence = 9; precedence >= 0; --precedence) {
+        packets.push_back(forMark(precedence, static_cast<uint16_t>(precedence)));
+        packets.push_back(forMark(precedence, static_cast<uint16_t>(precedence)));
+    }
+    std::vector<uint16_t> ids = order(packets);
+    std::erase_if(ids, [](uint16_t id) { return id >= 100; });
+    // A class may send one packet before it asks for its turn (once a minute); look behind those.
+    ASSERT_EQ(20U, ids.size());
+    std::vector<uint16_t> second;
+    std::map<uint16_t, int> seen;
+    for (const uint16_t id : ids) {
+        if (++seen[id] == 2) {
+            second.push_back(id);
+        }
+    }
+    EXPECT_EQ((std::vector<uint16_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}), second);
+}
+
+TEST_F(Queues, strictOnesGoBeforeWeightedOnesAndThoseBeforeTheRest) {
+    ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
+    ok("qcfg --queue -A w -i ppp0 -t egress -l 100 -m wfq --weight 10 -d tail --map 1");
+    ok("qcfg --queue -A s -i ppp0 -t egress -l 100 -m sp --priority 9 -d tail --map 2");
+    ruleForMark(1);
+    ruleForMark(2);
+    ruleForMark(3); // no queue, no default queue
+    ok(slowPort);
+    std::vector<Packet> packets;
+    for (const int mark : {3, 3, 3, 3, 1, 1, 2, 2}) {
+        packets.push_back(forMark(mark, static_cast<uint16_t>(mark)));
+    }
+    const std::vector<uint16_t> ids = order(packets);
+    ASSERT_EQ(8U, ids.size());
+    const auto first = [&](uint16_t id) { return std::find(ids.begin(), ids.end(), id) - ids.begin(); };
+    const auto last = [&](uint16_t id) { return ids.rend() - std::find(ids.rbegin(), ids.rend(), id); };
+    EXPECT_LT(last(2), first(1) + 1);
+    EXPECT_LT(last(1), last(3));
+    EXPECT_EQ(3, ids.back());
+}
+
+TEST_F(Queues, sharesFollowTheWeights) {
+    ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
+    for (int mark = 1; mark <= 4; ++mark) {
+        const std::string number = std::to_string(mark);
+        ok("qcfg --queue -A w" + number + " -i ppp0 -t egress -l 1000 -m wfq --weight " + number +
+           "0 -d tail --map " + number);
+        ruleForMark(mark);
+    }
+    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 20000 -t egress");
+    const auto before = classes("ptm0");
+    for (int i = 0; i < 800; ++i) {
+        for (int mark = 1; mark <= 4; ++mark) {
+            lan().send(bridgeMac, forMark(mark, 1, 1400));
+        }
+    }
+    auto after = classes("ptm0");
+    // All four were waiting all the time; stop before the first runs dry.
+    double sent[5] = {};
+    double all = 0;
+    for (int mark = 1; mark <= 4; ++mark) {
+        const std::string handle = "fa92:1" + std::to_string(mark - 1);
+        sent[mark] = static_cast<double>(after[handle].packets - before.at(handle).packets);
+        all += sent[mark];
+    }
+    ASSERT_LT(20, all);
+    ASSERT_LT(sent[4], 800);
+    for (int mark = 1; mark <= 4; ++mark) {
+        EXPECT_NEAR(mark / 10.0, sent[mark] / all, 0.03) << "after " << all << " packets";
+    }
+}
+
+TEST_F(Queues, aFullQueueDropsAtItsTail) {
+    ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
+    ok("qcfg --queue -A q1 -i ppp0 -t egress -l 5 -m sp --priority 1 -d tail --map 1");
+    ruleForMark(1);
+    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 100 -t egress");
+    std::vector<Packet> packets;
+    for (uint16_t id = 1; id <= 30; ++id) {
+        packets.push_back(forMark(1, id));
+    }
+    const std::vector<uint16_t> ids = order(packets);
+    EXPECT_LE(6U, ids.size());
+    EXPECT_GE(12U, ids.size());
+    EXPECT_EQ(30 - ids.size(), classes("ptm0")["fa91:10"].drops);
+    const std::string shown = output("qcfg --show --json");
+    EXPECT_NE(std::string::npos, shown.find("\"drops\":" + std::to_string(30 - ids.size()))) << shown;
+}
+
+TEST_F(Queues, cutSuperPacketsIntoPacketsOfTheLink) {
+    ok("qcfg --queue -A q8 -i ptm0 -t egress -l 100 -m sp --priority 8 -d tail --map 8");
+    ok("ip addr add 10.7.0.1/24 dev ptm0");
+    ok("ip neigh add 10.7.0.2 lladdr 02:00:00:00:00:99 dev ptm0");
+    const int socket = ::socket(AF_INET, SOCK_DGRAM, 0);
+    const int segment = 1000;
+    ASSERT_EQ(0, setsockopt(socket, SOL_UDP, UDP_SEGMENT, &segment, sizeof segment));
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(9);
+    inet_pton(AF_INET, "10.7.0.2", &to.sin_addr);
+    const std::string payload(20 * segment, 'x');
+    const auto before = classes("ptm0");
+    ASSERT_EQ(static_cast<ssize_t>(payload.size()),
+              sendto(socket, payload.data(), payload.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to));
+    close(socket);
+    auto after = classes("ptm0");
+    const uint64_t packets = after["fa92:10"].packets - before.at("fa92:10").packets;
+    EXPECT_LE(20U, packets);
+    EXPECT_GE(25U, packets);
+}
+
+TEST_F(Queues, areFoundByTheListingOfTheirInterfaceAndDirection) {
+    ok("qcfg --queue -A ppp0_q1 -i ppp0 -t egress -l 5 -m sp --priority 1 -d tail --map 1");
+    ok("qcfg --queue -A ppp0_q1_ing -i ppp0 -t ingress -l 5 -m sp --priority 1 -d tail --map 1");
+    ok("qcfg --queue -A br0_q1 -i br0 -t egress -l 5 -m sp --priority 1 -d tail --map 1");
+    EXPECT_EQ("ppp0_q1\n", output("qcfg --queue -Lall -ippp0"));
+    EXPECT_EQ("ppp0_q1_ing\n", output("qcfg --queue -Lall -ippp0 -tingress"));
+    EXPECT_EQ("br0_q1\n", output("qcfg --queue -Lall -ibr0"));
+    EXPECT_EQ("", output("qcfg --queue -Lall -ilan1"));
+}
+
+TEST_F(Queues, aModifiedQueueKeepsItsClass) {
+    ok("qcfg --queue -A q -i ptm0 -t egress -l 5 -m sp --priority 1 -d tail --map 1");
+    ok("qcfg --queue -M q -i ptm0 -t egress -l 50 -m sp --priority 2 -d tail --map 3");
+    EXPECT_NE(std::string::npos,
+              output("tc -d class show dev ptm0").find("class htb fa91:10 parent fa91:1 leaf 10: prio 2"));
+    EXPECT_NE(std::string::npos,
+              output("tc qdisc show dev ptm0").find("qdisc pfifo 1010: parent 10:1 limit 50p"));
+    ok("qcfg --queue -M q -i ptm0 -t egress -l 50 -m wfq --weight 7 -d tail --map 3");
+    EXPECT_NE(std::string::npos,
+              output("tc -d class show dev ptm0").find("class htb fa92:10 root leaf 10: prio 3"));
+}
+
+TEST_F(Queues, anExistingShaperIsReplaced) {
+    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 1000 -t egress");
+    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 50000 -t egress");
+    EXPECT_NE(std::string::npos,
+              output("tc class show dev ptm0").find("class htb fa91:1 root rate 50Mbit ceil 50Mbit"));
+    fails(1, "qcfg: shaper other on ptm0: the port already has the shaper shape_wan",
+          "qcfg --port -A other -i ptm0 -s cb --pir 1000 -t egress");
+}
+
+TEST_F(Queues, shapersOfAllRatesBringNoKernelWarning) {
+    const auto warnings = [] {
+        const std::string log = output("dmesg");
+        int count = 0;
+        for (const char* scheduler : {"htb", "tbf", "non-work-conserving"}) {
+            for (size_t at = log.find(scheduler); at != std::string::npos; at = log.find(scheduler, at + 1)) {
+                ++count;
+            }
+        }
+        return count;
+    };
+    const int before = warnings();
+    for (const char* rate : {"1", "256", "1000", "20000", "1000000", "100000000"}) {
+        ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir " + std::string(rate) + " -t egress");
+        ok("qcfg --queue -A w" + std::string(rate) +
+           " -i ptm0 -t egress -l 0 -m wfq --weight 1000 -d tail --map " + rate);
+    }
+    EXPECT_EQ(before, warnings());
+}
+
+TEST_F(Queues, ingressOnesShapeWhatComesInOnThePort) {
+    ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
+    ok("ifcfg --ifmap -A ptm0.8 -t2 -bptm0 -lptm0");
+    ok("qcfg --queue -A ppp0_q1_ing -i ppp0 -t ingress -l 64 -m sp --priority 1 -d tail --map 1");
+    ok("qcfg --queue -A ppp0_def_ing -i ppp0 -t ingress -l 64 -m sp --priority 8 -d tail --map 8");
+    ok("qcfg --queue -A ptm0.8_def_ing -i ptm0.8 -t ingress -l 64 -m sp --priority 8 -d tail --map 8");
+    ok("classcfg -A down -i ppp0 -p udp --sport 5060 -j mark --mark_ing 1 --mark-loc 2 --priority 1");
+    ok("qcfg --port -A shape_wan_ing -i ptm0 -s cb --pir 10000 -t ingress");
+    lan();
+    const auto fromWan = [&](const char* mac, const char* src, uint16_t port, uint16_t id) {
+        Packet packet;
+        packet.src = src;
+        packet.dst = "192.168.1.10";
+        packet.sport = port;
+        packet.id = id;
+        wan().send(mac, packet);
+    };
+    fromWan(pppMac, "10.0.0.2", 5060, 1);
+    fromWan(pppMac, "10.0.0.2", 5061, 2);
+    fromWan(vlanMac, "10.0.8.2", 5060, 3);
+    EXPECT_EQ(3U, lan().receiveUntil(3).size());
+    const std::string link = output("ip -o link show type ifb");
+    const size_t start = link.find("fapi-in");
+    ASSERT_NE(std::string::npos, start);
+    const std::string ifb = link.substr(start, link.find(':', start) - start);
+    auto counters = classes(ifb);
+    EXPECT_EQ(1U, counters["fa91:10"].packets);
+    EXPECT_EQ(1U, counters["fa92:11"].packets);
+    EXPECT_EQ(1U, counters["fa92:12"].packets);
+    EXPECT_NE(std::string::npos, output("ip link show " + ifb).find("alias ingress of ptm0"));
+}
+
+} // namespace fapi::test
