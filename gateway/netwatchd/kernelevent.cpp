@@ -1,0 +1,103 @@
+#include "netwatchd/kernelevent.h"
+
+#include <linux/if.h>
+#include <linux/if_addr.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+#include <netlink/attr.h>
+#include <netlink/msg.h>
+
+#include <cstring>
+#include <memory>
+
+namespace netwatchd {
+
+namespace {
+
+// The attributes of a message behind its fixed part of type Header.
+template <typename Header, std::size_t count>
+const Header* parse(const nlmsghdr& message, nlattr* (&attributes)[count]) {
+    nlmsghdr* header = const_cast<nlmsghdr*>(&message); // libnl only reads here
+    if (nlmsg_parse(header, sizeof(Header), attributes, static_cast<int>(count) - 1, nullptr) < 0) {
+        return nullptr;
+    }
+    return static_cast<const Header*>(nlmsg_data(header));
+}
+
+std::string textOf(const nlattr* attribute) {
+    const char* text = static_cast<const char*>(nla_data(attribute));
+    return {text, strnlen(text, static_cast<std::size_t>(nla_len(attribute)))};
+}
+
+// RFC 2863's operational state, and the carrier besides: the state follows a lost carrier by up to a second.
+bool isUp(unsigned flags, unsigned state) {
+    return (flags & IFF_UP) != 0 && (flags & IFF_LOWER_UP) != 0 &&
+           (state == IF_OPER_UP || state == IF_OPER_UNKNOWN);
+}
+
+std::optional<KernelEvent> parseLink(const nlmsghdr& message) {
+    nlattr* attributes[IFLA_MAX + 1] = {};
+    const auto* link = parse<ifinfomsg>(message, attributes);
+    // A port that leaves a bridge is announced as a deleted link too, of the family AF_BRIDGE.
+    if (link == nullptr || link->ifi_family != AF_UNSPEC) {
+        return std::nullopt;
+    }
+    if (message.nlmsg_type == RTM_DELLINK) {
+        return LinkGone{link->ifi_index};
+    }
+    if (attributes[IFLA_IFNAME] == nullptr) {
+        return std::nullopt;
+    }
+    const nlattr* state = attributes[IFLA_OPERSTATE];
+    unsigned operationalState = IF_OPER_UNKNOWN;
+    if (state != nullptr && nla_len(state) >= 1) {
+        operationalState = nla_get_u8(state);
+    }
+    return LinkSeen{link->ifi_index, textOf(attributes[IFLA_IFNAME]), isUp(link->ifi_flags, operationalState),
+                    (link->ifi_flags & IFF_LOOPBACK) != 0};
+}
+
+std::optional<in_addr_t> ipv4Of(const nlattr* attribute) {
+    if (attribute == nullptr || nla_len(attribute) != sizeof(in_addr_t)) {
+        return std::nullopt;
+    }
+    return nla_get_u32(attribute);
+}
+
+std::optional<KernelEvent> parseAddress(const nlmsghdr& message) {
+    nlattr* attributes[IFA_MAX + 1] = {};
+    const auto* header = parse<ifaddrmsg>(message, attributes);
+    if (header == nullptr || header->ifa_family != AF_INET) {
+        return std::nullopt;
+    }
+    // On a point-to-point link IFA_ADDRESS is the other end's.
+    const std::optional<in_addr_t> peer = ipv4Of(attributes[IFA_ADDRESS]);
+    const std::optional<in_addr_t> local = ipv4Of(attributes[IFA_LOCAL]);
+    if (!local && !peer) {
+        return std::nullopt;
+    }
+    const Ipv4Address address{local ? *local : *peer, peer ? *peer : *local, header->ifa_prefixlen,
+                              header->ifa_scope, (header->ifa_flags & IFA_F_SECONDARY) != 0};
+    const int index = static_cast<int>(header->ifa_index);
+    if (message.nlmsg_type == RTM_DELADDR) {
+        return AddressGone{index, address};
+    }
+    return AddressSeen{index, address};
+}
+
+} // namespace
+
+std::optional<KernelEvent> parseKernelEvent(const nlmsghdr& message) {
+    switch (message.nlmsg_type) {
+    case RTM_NEWLINK:
+    case RTM_DELLINK:
+        return parseLink(message);
+    case RTM_NEWADDR:
+    case RTM_DELADDR:
+        return parseAddress(message);
+    default:
+        return std::nullopt;
+    }
+}
+
+} // namespace netwatchd

@@ -1,0 +1,62 @@
+#include "netwatchdtest.h"
+
+using namespace netwatchd::test;
+
+namespace {
+
+class HoldDown : public NetwatchdTest {
+  protected:
+    void flap(int times) {
+        for (int i = 0; i < times; ++i) {
+            ip("link set eth1 down");
+            record->listen(Milliseconds(60));
+            ip("link set eth1 up");
+            record->listen(Milliseconds(60));
+        }
+    }
+};
+
+TEST_F(HoldDown, WithoutItEveryFlapIsWritten) {
+    startAndSettle();
+    flap(3);
+    EXPECT_EQ(record->entries().size(), 6U);
+}
+
+TEST_F(HoldDown, AFlappingInterfaceGoesDownOnceAndComesUpOnceItIsStable) {
+    startAndSettle({"--hold-down", "400"});
+    const auto begin = StatusRecord::Clock::now();
+    flap(3);
+    const auto stable = StatusRecord::Clock::now() - Milliseconds(60);
+    ASSERT_TRUE(record->waitForRow("ProviderInternet up 0.0.0.0"));
+    ASSERT_EQ(record->entries().size(), 2U);
+    EXPECT_THAT(record->entries()[0].rows, ElementsAre("ProviderInternet down 0.0.0.0"));
+    EXPECT_LT(record->entries()[0].time - begin, Milliseconds(100));
+    EXPECT_GE(record->entries()[1].time - stable, Milliseconds(350));
+    EXPECT_LT(record->entries()[1].time - stable, Milliseconds(500));
+}
+
+TEST_F(HoldDown, AnAddressThatComesBackIsHeldBackToo) {
+    ip("address add 192.0.2.1/24 dev eth1");
+    record.emplace();
+    startNetwatchd({"--hold-down", "300"});
+    ASSERT_TRUE(record->waitForRow("ProviderInternet up 192.0.2.1"));
+    record->clear();
+    ip("address del 192.0.2.1/24 dev eth1");
+    ASSERT_TRUE(record->waitForRow("ProviderInternet up 0.0.0.0"));
+    const auto back = StatusRecord::Clock::now();
+    ip("address add 192.0.2.1/24 dev eth1");
+    ASSERT_TRUE(record->waitForRow("ProviderInternet up 192.0.2.1"));
+    EXPECT_GE(StatusRecord::Clock::now() - back, Milliseconds(300));
+}
+
+TEST_F(HoldDown, ARestartDoesNotTakeAWorkingWanDown) {
+    startAndSettle({"--hold-down", "300"});
+    netwatchd.signal(SIGKILL);
+    netwatchd.wait();
+    startNetwatchd({"--hold-down", "300"});
+    ASSERT_TRUE(waitForLog("starting"));
+    record->listen(Milliseconds(500));
+    EXPECT_THAT(record->entries(), IsEmpty());
+}
+
+} // namespace
