@@ -20,10 +20,7 @@ INLINE int read_frame(struct __sk_buff* skb, struct frame* frame) {
         __builtin_memset(frame->to, 0, 6);
     }
     if (frame->protocol == eth_pppoe) {
-        struct {
-            __u8 version_type, code;
-            __be16 session, length, protocol;
-        } header;
+        struct pppoe_header header;
         if (!load(skb, 0, &header, sizeof header)) {
             return 0;
         }
@@ -54,6 +51,9 @@ static long try_upper(__u32 index, struct search* search);
 
 __attribute__((section("tc"), used)) int fapi_inbound(struct __sk_buff* skb) {
     const __u32 device = skb->ifindex;
+    if (controls_link(skb)) {
+        return (int)FAPI_CONTROL_CLASS;
+    }
     struct frame frame;
     if (!read_frame(skb, &frame)) {
         return 0;

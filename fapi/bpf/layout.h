@@ -13,6 +13,7 @@
 #define FAPI_PCP 0xfa900000u
 #define FAPI_PORT_MAJOR 0xfa91u
 #define FAPI_REST_MAJOR 0xfa92u
+#define FAPI_CONTROL_CLASS 0xfa910003u /* frames that keep the link going */
 
 /* Maps, in the order in which the tools create them. */
 enum fapi_map {

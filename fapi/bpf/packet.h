@@ -6,7 +6,6 @@
 
 enum { tcp = 6, udp = 17, igmp = 2, icmpv6 = 58 };
 enum { hop_by_hop = 0, routing = 43, fragment = 44, destination = 60 };
-enum { eth_ipv4 = 0x0800, eth_ipv6 = 0x86dd, eth_pppoe = 0x8864 };
 
 struct ipv4_header {
     __u8 version_length, tos;

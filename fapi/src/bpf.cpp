@@ -21,8 +21,9 @@ uint64_t address(const void* pointer) {
     return reinterpret_cast<uint64_t>(pointer);
 }
 
+// The kernel refuses attributes whose unused bytes are not zero; {} clears only the union's first member.
 bpf_attr zero() {
-    bpf_attr attributes;
+    bpf_attr attributes{};
     memset(&attributes, 0, sizeof attributes);
     return attributes;
 }
@@ -156,8 +157,9 @@ UniqueFd load(const Program& program, const std::vector<UniqueFd>& maps) {
         attributes.log_size = static_cast<uint32_t>(log.size());
         attributes.log_level = 1;
         (void)call(BPF_PROG_LOAD, attributes);
+        log.resize(strlen(log.data()));
         throw Failure(withErrno(std::string("loading the kernel program ") + program.name, error) +
-                      lastLine(log.c_str()));
+                      lastLine(log));
     }
     for (const UniqueFd& map : maps) {
         bpf_attr bind = zero();

@@ -114,7 +114,7 @@ void ifcfg(const Words& words, Subject& subject) {
         list(session);
         return;
     }
-    const std::string upper = options.need(operation == Operation::add ? "-A" : "-D");
+    const std::string& upper = options.need(operation == Operation::add ? "-A" : "-D");
     subject.text = "ifmap " + upper;
     checkInterfaceName(operation == Operation::add ? "-A" : "-D", upper);
     const Wanted wanted = readWanted(options, upper);

@@ -47,8 +47,9 @@ uint8_t Link::headerBytes() const {
 }
 
 const Link* Links::ask(const std::string& name, int index) {
-    const auto [slot, fresh] = cache_.try_emplace({name, index});
-    if (fresh) {
+    const auto inserted = cache_.try_emplace({name, index});
+    std::optional<Link>& link = inserted.first->second;
+    if (inserted.second) {
         nl::Batch request;
         request.begin(RTM_GETLINK, 0, "interface");
         ifinfomsg info{};
@@ -59,14 +60,13 @@ const Link* Links::ask(const std::string& name, int index) {
         }
         request.put(IFLA_EXT_MASK, uint32_t{RTEXT_FILTER_SKIP_STATS});
         try {
-            socket_.ask(request, [&](const nlmsghdr&, const char* body, size_t size) {
-                slot->second = parse(body, size);
-            });
+            socket_.ask(request,
+                        [&](const nlmsghdr&, const char* body, size_t size) { link = parse(body, size); });
         } catch (const nl::KernelError&) {
-            slot->second.reset(); // there is no such interface
+            link.reset(); // there is no such interface
         }
     }
-    return slot->second ? &*slot->second : nullptr;
+    return link ? &*link : nullptr;
 }
 
 const Link* Links::byName(const std::string& name) {

@@ -64,7 +64,6 @@ class Planner {
         iface(rule.in()).outs[rule.match.out - 1] = static_cast<uint32_t>(rule.outIndex);
         iface(rule.out());
         if (rule.match.new_pcp != FAPI_NONE) {
-            havePcp_ = true;
             for (const Link& vlan : vlansBelow(state_, rule.out(), links_)) {
                 plan_.pcps.emplace(vlan.index, rule.match.new_pcp);
             }
@@ -97,7 +96,7 @@ class Planner {
                 plan_.hooks.insert({port.port, Place::redirect});
                 plan_.hooks.insert({port.port, Place::inbound});
                 uppers(port);
-            } else if (havePcp_) {
+            } else {
                 plan_.hooks.insert({port.port, Place::port});
             }
         }
@@ -152,7 +151,6 @@ class Planner {
     const State& state_;
     Links& links_;
     ClassifierPlan plan_;
-    bool havePcp_ = false;
     std::set<std::tuple<int32_t, int32_t, uint8_t>> placed_; // entering, leaving interface, PCP
 };
 

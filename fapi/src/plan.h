@@ -5,9 +5,9 @@
 #include "links.h"
 #include "model.h"
 
-#include <compare>
 #include <map>
 #include <set>
+#include <tuple>
 
 namespace fapi {
 
@@ -15,7 +15,7 @@ namespace fapi {
 enum class Place {
     ingress,  // clsact ingress of an interface that rules name with -i
     egress,   // clsact egress of an interface that has queues or that rules name with -o
-    port,     // HTB of a port that may see packets with a PCP to set
+    port,     // HTB of a port
     inbound,  // HTB of a port's ifb
     redirect, // clsact ingress of a port with ingress queues: to the ifb
 };
@@ -33,7 +33,9 @@ struct QueueKey {
     uint32_t ifindex;
     uint32_t ingress;
     uint32_t mark;
-    auto operator<=>(const QueueKey&) const = default;
+    bool operator<(const QueueKey& other) const {
+        return std::tie(ifindex, ingress, mark) < std::tie(other.ifindex, other.ingress, other.mark);
+    }
 };
 
 struct ClassifierPlan {

@@ -102,6 +102,8 @@ TreePlan treeOf(const PortPlan& plan, uint32_t mtu) {
     }
     tree.leaves.push_back({unclassifiedClass, tc::handleOf(restMajor, 0),
                            unlimited(unclassifiedPrio, tree.frame), defaultQueuePackets, Drop::tail});
+    tree.leaves.push_back(
+        {controlClass, shaperClass, borrowing(0, tree.frame), defaultQueuePackets, Drop::tail});
     for (const Queue& queue : plan.queues) {
         const uint32_t quantum = quantumOf(queue, leastWeight, tree.frame);
         LeafPlan leaf;

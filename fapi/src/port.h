@@ -3,6 +3,7 @@
 //
 //   fa91: htb                       root of the port
 //     fa91:1    rate = ceil         the shaper; without one, no limit
+//       fa91:3    prio 0            frames that keep the link itself going: ARP, PPPoE discovery, LCP
 //       fa91:MM   prio 0 to 6       one class per strict queue of precedence 0 to 6
 //       fa91:2    prio 7            everything behind those
 //         fa92: htb                 no limits of its own: HTB has only eight priorities
@@ -28,6 +29,7 @@ constexpr uint32_t portMajor = 0xfa91;
 constexpr uint32_t restMajor = 0xfa92;
 constexpr uint32_t shaperClass = tc::handleOf(portMajor, 1);
 constexpr uint32_t restClass = tc::handleOf(portMajor, 2);
+constexpr uint32_t controlClass = tc::handleOf(portMajor, 3); // FAPI_CONTROL_CLASS
 constexpr uint32_t unclassifiedClass = tc::handleOf(restMajor, 1);
 constexpr uint16_t firstQueueMinor = 0x10;
 constexpr uint16_t lastQueueMinor = 0xeff;
@@ -56,7 +58,7 @@ struct LeafPlan {
 struct TreePlan {
     tc::HtbClass shaper;
     tc::HtbClass rest;
-    std::vector<LeafPlan> leaves; // the unclassified one included
+    std::vector<LeafPlan> leaves; // those without a queue of their own included
     uint32_t frame = 0;           // bytes of the longest packet on the port
 };
 // mtu: of the port, bytes.

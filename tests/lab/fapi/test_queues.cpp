@@ -1,6 +1,8 @@
 #include "gateway.h"
 
 #include <arpa/inet.h>
+#include <linux/if_packet.h>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/udp.h>
 #include <sys/socket.h>
@@ -161,6 +163,37 @@ TEST_F(Queues, cutSuperPacketsIntoPacketsOfTheLink) {
     const uint64_t packets = after["fa92:10"].packets - before.at("fa92:10").packets;
     EXPECT_LE(20U, packets);
     EXPECT_GE(25U, packets);
+}
+
+TEST_F(Queues, letTheLinksOwnFramesPassFirst) {
+    ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
+    ok("qcfg --queue -A q0 -i ppp0 -t egress -l 100 -m sp --priority 0 -d tail --map 0");
+    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 20000 -t egress");
+    const auto before = classes("ptm0");
+    const int socket = ::socket(AF_PACKET, SOCK_RAW, 0);
+    sockaddr_ll to{};
+    to.sll_family = AF_PACKET;
+    to.sll_ifindex = static_cast<int>(if_nametoindex("ptm0"));
+    const auto send = [&](uint16_t type, std::vector<uint8_t> inside) {
+        std::vector<uint8_t> frame(12, 2);
+        frame.push_back(static_cast<uint8_t>(type >> 8));
+        frame.push_back(static_cast<uint8_t>(type));
+        inside.resize(46);
+        frame.insert(frame.end(), inside.begin(), inside.end());
+        to.sll_protocol = htons(type);
+        EXPECT_EQ(60,
+                  sendto(socket, frame.data(), frame.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to));
+    };
+    send(0x0806, {});                                 // ARP
+    send(0x8863, {0x11, 0x09});                       // PPPoE discovery
+    send(0x8864, {0x11, 0, 0, 1, 0, 10, 0xc0, 0x21}); // LCP
+    for (int i = 0; i < 20; ++i) {
+        send(0x8864, {0x11, 0, 0, 1, 0, 22, 0x00, 0x21, 0x45}); // IPv4 of a session without queues
+    }
+    close(socket);
+    auto after = classes("ptm0");
+    EXPECT_EQ(3U, after["fa91:3"].packets - before.at("fa91:3").packets);
+    EXPECT_LE(20U, after["fa92:1"].packets - before.at("fa92:1").packets);
 }
 
 TEST_F(Queues, areFoundByTheListingOfTheirInterfaceAndDirection) {
