@@ -1,0 +1,314 @@
+#include "cfgctl/commands.h"
+
+#include "cfgctl/failure.h"
+#include "config/columnrules.h"
+#include "config/rowchecker.h"
+#include "config/rowtext.h"
+#include "config/tableprinter.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <optional>
+#include <set>
+
+namespace cfgctl {
+
+namespace {
+
+using gateway::Complaints;
+using gateway::FileRow;
+using gateway::FileTable;
+using ovsdb::Json;
+using ovsdb::TableSchema;
+using ovsdb::Transaction;
+
+constexpr std::size_t maxComplaints = 20; // shown
+
+[[noreturn]] void refuse(Complaints complaints) {
+    if (complaints.size() > maxComplaints) {
+        const std::size_t more = complaints.size() - maxComplaints;
+        complaints.resize(maxComplaints);
+        complaints.push_back("and " + std::to_string(more) + " more");
+    }
+    throw Failure(ExitStatus::failure, std::move(complaints));
+}
+
+std::string counted(std::size_t count, const char* thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::string readFile(const std::string& fileName) {
+    if (fileName == "-") {
+        return {std::istreambuf_iterator<char>(std::cin), {}};
+    }
+    errno = 0;
+    std::ifstream file(fileName, std::ios::binary);
+    if (!file.is_open() || std::filesystem::is_directory(fileName)) {
+        throw Failure(ExitStatus::failure, fileName + ": " + std::strerror(errno != 0 ? errno : EISDIR));
+    }
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+const TableSchema& requireTable(const Database& database, const std::string& table) {
+    Complaints complaints;
+    const TableSchema* found = gateway::findTable(database.schema(), table, "", complaints);
+    if (found == nullptr) {
+        refuse(std::move(complaints));
+    }
+    return *found;
+}
+
+const ovsdb::ColumnType& requireColumn(const TableSchema& table, const std::string& name,
+                                       const std::string& column) {
+    const auto found = table.columns.find(column);
+    if (found == table.columns.end()) {
+        throw Failure(ExitStatus::failure, name + ": " + gateway::unknownColumn(table, column));
+    }
+    return found->second;
+}
+
+// Each once.
+std::vector<std::string> allIfNone(const Database& database, const std::vector<std::string>& tables) {
+    std::vector<std::string> result;
+    for (const std::string& table : tables) {
+        requireTable(database, table);
+        if (std::find(result.begin(), result.end(), table) == result.end()) {
+            result.push_back(table);
+        }
+    }
+    return tables.empty() ? gateway::tableOrder(database.schema()) : result;
+}
+
+// All rows of the tables in ascending Id, from one moment.
+std::vector<std::vector<Json>> readTables(Database& database, const std::vector<std::string>& tables) {
+    Transaction transaction;
+    for (const std::string& table : tables) {
+        transaction.select(table, Json::array());
+    }
+    const Json results = tables.empty() ? Json::array() : database.transact(transaction);
+    std::vector<std::vector<Json>> content;
+    for (std::size_t i = 0; i < tables.size(); ++i) {
+        content.push_back(results.at(i).at("rows").get<std::vector<Json>>());
+        gateway::sortById(content.back());
+    }
+    return content;
+}
+
+FileRow toFileRow(const TableSchema& table, const std::string& name, const Assignments& values) {
+    FileRow row;
+    for (const auto& [column, text] : values) {
+        const auto value = gateway::fromText(requireColumn(table, name, column), text);
+        // A text that is none of the column's type is left to the checker to complain about.
+        row.emplace_back(column, value ? *value : Json(text));
+    }
+    return row;
+}
+
+// The condition under which a column reads as `text`; nothing if it can't.
+std::optional<Json> readsAs(const ovsdb::ColumnType& type, const std::string& column,
+                            const std::string& text) {
+    const auto value = gateway::fromText(type, text);
+    if (!value || gateway::toText(*value) != text) {
+        return std::nullopt;
+    }
+    return Json::array({ovsdb::condition(column, "==", *value)});
+}
+
+// Does what `addOperation` adds for the rows where the key column reads as that. Returns how many there were.
+template <typename AddOperation>
+std::size_t changeWhere(Database& database, const std::string& table, const Assignment& key,
+                        AddOperation addOperation) {
+    const ovsdb::ColumnType& type = requireColumn(requireTable(database, table), table, key.first);
+    std::size_t count = 0;
+    if (const auto where = readsAs(type, key.first, key.second)) {
+        Transaction transaction;
+        addOperation(transaction, *where);
+        count = ovsdb::countOf(database.transact(transaction, {table}), 0);
+    }
+    if (count == 0) {
+        throw Failure(ExitStatus::failure,
+                      table + ": no row where " + key.first + " is \"" + key.second + "\"");
+    }
+    return count;
+}
+
+Transaction importTransaction(const std::vector<gateway::CheckedTable>& tables, ImportMode mode,
+                              std::vector<std::string>& places) {
+    Transaction transaction;
+    for (const gateway::CheckedTable& table : tables) {
+        if (mode == ImportMode::replace) {
+            transaction.remove(table.name, Json::array());
+        } else {
+            for (const Json& row : table.rows) {
+                if (row.contains("Id")) {
+                    transaction.remove(table.name, Json::array({ovsdb::condition("Id", "==", row["Id"])}));
+                }
+            }
+        }
+        places.resize(transaction.size(), table.name);
+        for (std::size_t i = 0; i < table.rows.size(); ++i) {
+            transaction.insert(table.name, table.rows[i]);
+            places.push_back(table.places[i]);
+        }
+    }
+    return transaction;
+}
+
+long long nextId(Database& database, const std::string& table) {
+    const auto content = readTables(database, {table});
+    long long highest = 0;
+    for (const Json& row : content.front()) {
+        highest = std::max(highest, row.at("Id").get<long long>());
+    }
+    return highest + 1;
+}
+
+void insertRow(Database& database, const TableSchema& schema, const std::string& table, const FileRow& row) {
+    Complaints complaints;
+    const Json complete = gateway::completeRow(schema, row, table, complaints);
+    if (!complaints.empty()) {
+        refuse(std::move(complaints));
+    }
+    Transaction transaction;
+    transaction.insert(table, complete);
+    database.transact(transaction, {table});
+}
+
+} // namespace
+
+Assignments parseAssignments(const std::vector<std::string>& texts) {
+    Assignments assignments;
+    std::set<std::string> columns;
+    for (const std::string& text : texts) {
+        const std::size_t sign = text.find('=');
+        if (sign == std::string::npos || sign == 0) {
+            throw Failure(ExitStatus::usage, "\"" + text + "\" is not of the form COLUMN=VALUE");
+        }
+        assignments.emplace_back(text.substr(0, sign), text.substr(sign + 1));
+        if (!columns.insert(assignments.back().first).second) {
+            throw Failure(ExitStatus::usage, "column \"" + assignments.back().first + "\" is given twice");
+        }
+    }
+    return assignments;
+}
+
+void importFile(Database& database, const std::string& fileName, ImportMode mode, std::ostream& out) {
+    const std::string shownName = fileName == "-" ? "standard input" : fileName;
+    Complaints complaints;
+    std::vector<gateway::CheckedTable> tables;
+    try {
+        const gateway::GatewayFile file = gateway::parseGatewayFile(shownName, readFile(fileName));
+        tables = gateway::checkFile(database.schema(), file, shownName, complaints);
+    } catch (const gateway::FileError& error) {
+        throw Failure(ExitStatus::failure, error.what());
+    }
+    if (!complaints.empty()) {
+        refuse(std::move(complaints));
+    }
+    std::vector<std::string> places;
+    const Transaction transaction = importTransaction(tables, mode, places);
+    if (mode != ImportMode::dryRun && !transaction.empty()) {
+        database.transact(transaction, places);
+    }
+    std::size_t rows = 0;
+    for (const gateway::CheckedTable& table : tables) {
+        rows += table.rows.size();
+    }
+    out << shownName << ": " << counted(rows, "row") << " in " << counted(tables.size(), "table")
+        << (mode == ImportMode::dryRun ? " checked" : " imported") << '\n';
+}
+
+void exportTables(Database& database, const std::vector<std::string>& tables, std::ostream& out) {
+    const std::vector<std::string> names = allIfNone(database, tables);
+    const auto content = readTables(database, names);
+    gateway::GatewayFile file;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const auto columns = gateway::columnOrder(names[i], requireTable(database, names[i]));
+        FileTable& table = file.emplace_back(FileTable{names[i], {}});
+        for (const Json& row : content[i]) {
+            table.rows.push_back(gateway::toFileRow(columns, row));
+        }
+    }
+    out << gateway::writeGatewayFile(file);
+}
+
+void showTables(Database& database, const std::vector<std::string>& tables, std::size_t width,
+                std::ostream& out) {
+    const std::vector<std::string> names = allIfNone(database, tables);
+    const auto content = readTables(database, names);
+    const char* separator = "";
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        out << separator
+            << gateway::printTable(names[i], requireTable(database, names[i]), content[i], width);
+        separator = "\n";
+    }
+}
+
+void setRows(Database& database, const std::string& table, const Assignment& key, const Assignments& values,
+             std::ostream& out) {
+    const TableSchema& schema = requireTable(database, table);
+    requireColumn(schema, table, key.first);
+    Complaints complaints;
+    const Json changes = gateway::changedColumns(schema, toFileRow(schema, table, values), table, complaints);
+    if (!complaints.empty()) {
+        refuse(std::move(complaints));
+    }
+    const std::size_t count =
+        changeWhere(database, table, key, [&](Transaction& transaction, const Json& where) {
+            transaction.update(table, where, changes);
+        });
+    out << table << ": " << counted(count, "row") << " set\n";
+}
+
+void addRow(Database& database, const std::string& table, const Assignments& values, std::ostream& out) {
+    const TableSchema& schema = requireTable(database, table);
+    FileRow row = toFileRow(schema, table, values);
+    const bool hasId =
+        std::any_of(row.begin(), row.end(), [](const auto& entry) { return entry.first == "Id"; });
+    if (hasId || schema.columns.count("Id") == 0) {
+        insertRow(database, schema, table, row);
+        out << table << ": 1 row added\n";
+        return;
+    }
+    row.emplace_back("Id", nextId(database, table));
+    for (;;) {
+        try {
+            insertRow(database, schema, table, row);
+            out << table << ": 1 row added, Id " << row.back().second << '\n';
+            return;
+        } catch (const Failure&) {
+            // Somebody may have taken the Id meanwhile. If not, it was something else.
+            const Json next = nextId(database, table);
+            if (next == row.back().second) {
+                throw;
+            }
+            row.back().second = next;
+        }
+    }
+}
+
+void deleteRows(Database& database, const std::string& table, const Assignment& key, std::ostream& out) {
+    const std::size_t count =
+        changeWhere(database, table, key,
+                    [&](Transaction& transaction, const Json& where) { transaction.remove(table, where); });
+    out << table << ": " << counted(count, "row") << " deleted\n";
+}
+
+void watchTables(Database& database, const std::vector<std::string>& tables, std::size_t count,
+                 std::ostream& out, std::ostream& status) {
+    const std::vector<std::string> names = allIfNone(database, tables);
+    std::size_t seen = 0;
+    database.watch(
+        names, [&] { status << "watching " << counted(names.size(), "table") << std::endl; },
+        [&](const ovsdb::RowChange& change) {
+            out << gateway::changeText(change) << std::endl;
+            return ++seen != count;
+        });
+}
+
+} // namespace cfgctl
