@@ -9,7 +9,7 @@ namespace ovsdb {
 
 namespace {
 
-const std::string idColumn = "Id";
+constexpr const char* idColumn = "Id";
 
 // The order of a table: by the number in "Id", then by its text for tables that number their rows otherwise,
 // then by identity, so that the order never depends on the server's.

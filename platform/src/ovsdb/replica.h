@@ -24,7 +24,8 @@ class Uuid {
     // Throws ProtocolError.
     explicit Uuid(std::string_view text);
     std::string text() const { return {characters_.data(), characters_.size()}; }
-    auto operator<=>(const Uuid&) const = default;
+    bool operator==(const Uuid&) const = default;
+    bool operator<(const Uuid& other) const { return characters_ < other.characters_; }
 
   private:
     std::array<char, 36> characters_ = {};

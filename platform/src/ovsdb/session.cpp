@@ -13,7 +13,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::size_t receiveBytes = 16 * 1024;
+constexpr std::size_t receiveBytes = 16'384;
 constexpr int receivesPerTurn = 16;
 // Answers to echo requests that wait for the server to read.
 constexpr std::size_t maxUnsentEchoes = std::size_t{1} << 20;

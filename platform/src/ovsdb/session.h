@@ -55,6 +55,7 @@ struct Change {
     bool touches(const std::string& table) const;
 };
 
+// NOLINTNEXTLINE(bugprone-exception-escape): what it suspects, moving a Json, throws nothing
 struct TransactResult {
     enum class Status {
         answered,     // `results` is what the server answered, see findError()

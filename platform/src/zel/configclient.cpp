@@ -81,22 +81,24 @@ ConfigClient::ConfigClient(ovsdb::Session& session, std::string name, bool readO
 
 // --- reads ---
 
-EResultCode ConfigClient::findTable(const std::string& table, const ovsdb::ReplicaTable*& found) const {
+const ovsdb::ReplicaTable* ConfigClient::findTable(const std::string& table, EResultCode& code) const {
     if (session_.replica() == nullptr) {
-        const EResultCode code = fromStatus(session_.waitForSnapshot(snapshotWait));
-        if (code != EResultCode::done) {
-            return code;
+        code = fromStatus(session_.waitForSnapshot(snapshotWait));
+        if (session_.replica() == nullptr) {
+            return nullptr;
         }
     }
-    found = session_.replica()->find(table);
-    return found == nullptr ? EResultCode::nothingThere : EResultCode::done;
+    const ovsdb::ReplicaTable* found = session_.replica()->find(table);
+    code = found == nullptr ? EResultCode::nothingThere : EResultCode::done;
+    return found;
 }
 
 EResultCode ConfigClient::selectKey(const std::string& table, const std::string& keyColumn,
                                     const std::string& keyValue, const ColumnNames& columns,
                                     ValueList& row) const {
-    const ovsdb::ReplicaTable* found = nullptr;
-    if (const EResultCode code = findTable(table, found); code != EResultCode::done) {
+    EResultCode code;
+    const ovsdb::ReplicaTable* found = findTable(table, code);
+    if (found == nullptr) {
         return code;
     }
     if (!found->hasColumn(keyColumn)) {
@@ -108,8 +110,9 @@ EResultCode ConfigClient::selectKey(const std::string& table, const std::string&
 
 EResultCode ConfigClient::selectRow(const std::string& table, unsigned index, const ColumnNames& columns,
                                     ValueList& row) const {
-    const ovsdb::ReplicaTable* found = nullptr;
-    if (const EResultCode code = findTable(table, found); code != EResultCode::done) {
+    EResultCode code;
+    const ovsdb::ReplicaTable* found = findTable(table, code);
+    if (found == nullptr) {
         return code;
     }
     return index < found->rows().size() ? select(*found, found->rows()[index], columns, row)
@@ -117,9 +120,9 @@ EResultCode ConfigClient::selectRow(const std::string& table, unsigned index, co
 }
 
 EResultCode ConfigClient::size(const std::string& table, unsigned& count) const {
-    const ovsdb::ReplicaTable* found = nullptr;
-    const EResultCode code = findTable(table, found);
-    if (code == EResultCode::done) {
+    EResultCode code;
+    const ovsdb::ReplicaTable* found = findTable(table, code);
+    if (found != nullptr) {
         count = static_cast<unsigned>(found->rows().size());
     }
     return code;
@@ -202,11 +205,12 @@ EResultCode ConfigClient::updateKey(const std::string& table, const std::string&
 }
 
 EResultCode ConfigClient::updateRow(const std::string& table, unsigned index, const ValueList& values) const {
-    if (const EResultCode code = beginWrite(table); code != EResultCode::done) {
+    EResultCode code = beginWrite(table);
+    if (code != EResultCode::done) {
         return code;
     }
-    const ovsdb::ReplicaTable* found = nullptr;
-    if (const EResultCode code = findTable(table, found); code != EResultCode::done) {
+    const ovsdb::ReplicaTable* found = findTable(table, code);
+    if (found == nullptr) {
         return code;
     }
     if (index >= found->rows().size()) {

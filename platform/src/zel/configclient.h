@@ -34,7 +34,8 @@ class ConfigClient final : public common::IConfigClient {
     bool isTransactionActive() const override { return transactionActive_; }
 
   private:
-    ResultCode findTable(const std::string& table, const ovsdb::ReplicaTable*& found) const;
+    // nullptr if it cannot be read, and then `code` says why.
+    const ovsdb::ReplicaTable* findTable(const std::string& table, ResultCode& code) const;
     ResultCode beginWrite(const std::string& table) const;
     ResultCode toWireRow(const std::string& table, const basalt::ValueList& values, ovsdb::Json& row) const;
     ResultCode toConditions(const std::string& table, const std::string& column, const std::string& text,

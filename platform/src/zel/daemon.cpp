@@ -80,7 +80,7 @@ bool ZEL_Daemon_occupiedPidFile(const ZEL_Daemon& daemon) {
 void ZEL_Daemon_daemonize(ZEL_Daemon& /*daemon*/) {
     // The parent leaves without flushing, and the child's streams lead nowhere.
     std::cout.flush();
-    std::fflush(nullptr);
+    static_cast<void>(std::fflush(nullptr));
     if (::daemon(0, 0) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot go into the background");
     }

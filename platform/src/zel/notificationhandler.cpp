@@ -20,7 +20,7 @@ namespace {
 
 // One registered handler.
 struct Registration {
-    IConfigHandler* handler;
+    IConfigHandler* handler = nullptr; // once it is unregistered
     std::vector<std::string> tables;
     bool initialCallMade = false;
 };

@@ -7,7 +7,6 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -51,8 +50,8 @@ void write(int priority, const char* level, const char* source, int line, const 
 
 void ZEL_Sysloglevel_construct2(const std::string& prefix, const char* programPath) {
     const char* slash = std::strrchr(programPath, '/');
-    std::snprintf(identity, sizeof identity, "%s%s", prefix.c_str(),
-                  slash == nullptr ? programPath : slash + 1);
+    const std::string name = prefix + (slash == nullptr ? programPath : slash + 1);
+    identity[name.copy(identity, sizeof identity - 1)] = '\0';
     ::openlog(identity, LOG_PID, LOG_DAEMON);
 }
 
