@@ -34,12 +34,12 @@ std::string levelName(int priority) {
 }
 
 // "<30>Nov 21 10:42:00 pacerd_ng[12]: dataflows.cpp:34: text", the text possibly over several lines.
-LogLine parse(const std::string& datagram) {
+LogLine parse(const std::string& datagram, std::chrono::steady_clock::time_point received) {
     static const std::regex shape(
         R"(<(\d+)>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d ([^\[]*)\[(\d+)\]: (?:([\w.]+):\d+: )?([^]*))");
     std::smatch match;
     if (!std::regex_match(datagram, match, shape)) {
-        return {"unreadable", -1, "", 0, "", datagram};
+        return {"unreadable", -1, "", 0, "", datagram, received};
     }
     const int priority = std::atoi(match[1].str().c_str());
     return {levelName(priority),
@@ -47,7 +47,8 @@ LogLine parse(const std::string& datagram) {
             match[2],
             static_cast<pid_t>(std::atoi(match[3].str().c_str())),
             match[4],
-            match[5]};
+            match[5],
+            received};
 }
 
 } // namespace
@@ -86,14 +87,24 @@ void SyslogCapture::receive() {
 void SyslogCapture::takeWhatWaits() const {
     ssize_t length = 0;
     while ((length = ::recv(socket_, buffer_.data(), buffer_.size(), MSG_DONTWAIT)) > 0) {
-        lines_.push_back(parse(std::string(buffer_.data(), static_cast<std::size_t>(length))));
+        waiting_.push_back({std::string(buffer_.data(), static_cast<std::size_t>(length)),
+                            std::chrono::steady_clock::now()});
     }
+}
+
+// Only when somebody asks, so that what is measured does not share its processor with this.
+void SyslogCapture::readWhatWasTaken() const {
+    takeWhatWaits();
+    for (const Datagram& datagram : waiting_) {
+        lines_.push_back(parse(datagram.text, datagram.received));
+    }
+    waiting_.clear();
 }
 
 // A process that has ended may have left messages in the socket.
 std::vector<LogLine> SyslogCapture::lines() const {
     const std::lock_guard lock(mutex_);
-    takeWhatWaits();
+    readWhatWasTaken();
     return lines_;
 }
 
@@ -106,7 +117,7 @@ std::vector<std::string> SyslogCapture::messages() const {
 
 std::size_t SyslogCapture::count(const std::string& message) const {
     const std::lock_guard lock(mutex_);
-    takeWhatWaits();
+    readWhatWasTaken();
     return static_cast<std::size_t>(std::count_if(
         lines_.begin(), lines_.end(), [&](const LogLine& line) { return levelAndText(line) == message; }));
 }
@@ -117,7 +128,7 @@ bool SyslogCapture::waitFor(const std::string& message, std::size_t times, Milli
 
 void SyslogCapture::clear() {
     const std::lock_guard lock(mutex_);
-    takeWhatWaits();
+    readWhatWasTaken();
     lines_.clear();
 }
 

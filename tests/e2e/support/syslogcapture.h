@@ -4,6 +4,7 @@
 #include "process.h"
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -18,6 +19,7 @@ struct LogLine {
     pid_t process;
     std::string source; // "dataflows.cpp"
     std::string text;
+    std::chrono::steady_clock::time_point received;
 };
 
 // As tests write it: "info: starting".
@@ -41,13 +43,21 @@ class SyslogCapture {
     void clear();
 
   private:
+    struct Datagram {
+        std::string text;
+        std::chrono::steady_clock::time_point received;
+    };
+
     void receive();
-    void takeWhatWaits() const; // under the lock
+    // Both under the lock.
+    void takeWhatWaits() const;
+    void readWhatWasTaken() const;
 
     int socket_;
     std::atomic<bool> stop_ = false;
     mutable std::mutex mutex_;
     mutable std::vector<char> buffer_ = std::vector<char>(1 << 20);
+    mutable std::vector<Datagram> waiting_; // received, not looked at yet
     mutable std::vector<LogLine> lines_;
     std::thread thread_;
 };
