@@ -27,22 +27,21 @@ class Queues : public GatewayTest {
         return packet;
     }
 
-    // The identifications of `expected` packets as they arrive.
-    std::vector<uint16_t> order(const std::vector<Packet>& packets, size_t expected) {
+    std::vector<uint16_t> order(const std::vector<Packet>& packets) {
         wan();
         for (const Packet& packet : packets) {
             lan().send(bridgeMac, packet);
         }
         std::vector<uint16_t> ids;
-        for (const Arrived& packet : wan().receiveUntil(0xffff, std::chrono::seconds(5), expected)) {
+        for (const Arrived& packet : wan().receiveUntil(0xffff, std::chrono::milliseconds(1500))) {
             ids.push_back(packet.id);
         }
         return ids;
     }
 };
 
-// 1,000 bytes take 84 ms at 100 kbit/s: the queues fill up while the first packets leave.
-constexpr const char* slowPort = "qcfg --port -A shape_wan -i ptm0 -s cb --pir 100 -t egress";
+// 1,000 bytes take 42 ms at 200 kbit/s: the queues fill up while the first packets leave.
+constexpr const char* slowPort = "qcfg --port -A shape_wan -i ptm0 -s cb --pir 200 -t egress";
 
 TEST_F(Queues, ofAllPrecedencesLeaveInTheirOrder) {
     ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
@@ -61,7 +60,7 @@ TEST_F(Queues, ofAllPrecedencesLeaveInTheirOrder) {
         packets.push_back(forMark(precedence, static_cast<uint16_t>(precedence)));
         packets.push_back(forMark(precedence, static_cast<uint16_t>(precedence)));
     }
-    std::vector<uint16_t> ids = order(packets, packets.size());
+    std::vector<uint16_t> ids = order(packets);
     std::erase_if(ids, [](uint16_t id) { return id >= 100; });
     // A class may send one packet before it asks for its turn (once a minute); look behind those.
     ASSERT_EQ(20U, ids.size());
@@ -87,7 +86,7 @@ TEST_F(Queues, strictOnesGoBeforeWeightedOnesAndThoseBeforeTheRest) {
     for (const int mark : {3, 3, 3, 3, 1, 1, 2, 2}) {
         packets.push_back(forMark(mark, static_cast<uint16_t>(mark)));
     }
-    const std::vector<uint16_t> ids = order(packets, packets.size());
+    const std::vector<uint16_t> ids = order(packets);
     ASSERT_EQ(8U, ids.size());
     const auto first = [&](uint16_t id) { return std::find(ids.begin(), ids.end(), id) - ids.begin(); };
     const auto last = [&](uint16_t id) { return ids.rend() - std::find(ids.rbegin(), ids.rend(), id); };
@@ -136,7 +135,7 @@ TEST_F(Queues, aFullQueueDropsAtItsTail) {
     for (uint16_t id = 1; id <= 30; ++id) {
         packets.push_back(forMark(1, id));
     }
-    const std::vector<uint16_t> ids = order(packets, packets.size());
+    const std::vector<uint16_t> ids = order(packets);
     EXPECT_LE(6U, ids.size());
     EXPECT_GE(12U, ids.size());
     EXPECT_EQ(30 - ids.size(), classes("ptm0")["fa91:10"].drops);

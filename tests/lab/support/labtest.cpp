@@ -71,10 +71,12 @@ void LabTest::killDaemon() {
 
 void LabTest::bringUp() {
     setWan(true);
+    settle();
 }
 
 void LabTest::takeDown() {
     setWan(false);
+    settle();
 }
 
 void LabTest::setWan(bool up) {
@@ -89,13 +91,22 @@ void LabTest::setWan(bool up) {
         }
     }
     database.transact(operations);
-    settle();
+}
+
+bool LabTest::settlesOrEnds() {
+    const std::string mark = "settled " + std::to_string(++settled_);
+    database.update("StatusDsl", 1, {{"StatusString", mark}});
+    return e2e::eventually([&] {
+               if (daemon->wait(e2e::Milliseconds(0))) {
+                   return true;
+               }
+               return log.has("info: DSL has state '" + mark + "'");
+           }) &&
+           daemon->running();
 }
 
 void LabTest::settle() {
-    const std::string mark = "settled " + std::to_string(++settled_);
-    database.update("StatusDsl", 1, {{"StatusString", mark}});
-    ASSERT_TRUE(log.waitFor("info: DSL has state '" + mark + "'")) << "the daemon does not take in changes";
+    ASSERT_TRUE(settlesOrEnds()) << "the daemon has ended or does not take in changes";
 }
 
 void LabTest::expectNoErrors() const {

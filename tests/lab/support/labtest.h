@@ -38,6 +38,11 @@ class LabTest : public ::testing::Test {
     void bringUp();
     void takeDown();
 
+    // The rows change, and nothing is waited for.
+    void setWan(bool up);
+    // Returns when the daemon has taken in every change so far (true) or has ended (false).
+    bool settlesOrEnds();
+
     void expectNoErrors() const;
 
     e2e::SyslogCapture log;
@@ -46,7 +51,6 @@ class LabTest : public ::testing::Test {
     std::optional<e2e::Process> daemon;
 
   private:
-    void setWan(bool up);
     void settle();
 
     Json configuration_;

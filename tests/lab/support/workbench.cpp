@@ -85,13 +85,13 @@ void WorkbenchTest::bringUpWith(const Json& rule, const Json& action) {
                       {"Name", "rule"},    {"ClassifyInterface", "LocalLAN"},
                       {"Protocol", "udp"}, {"QoSClassificationActionId", 1}};
     wholeRule.update(rule);
-    bringUpWithRules(Json::array({wholeRule}), Json::array({wholeAction}));
+    Json gateway = workbench();
+    gateway["QoSClassification"] = Json::array({wholeRule});
+    gateway["QoSClassificationAction"] = Json::array({wholeAction});
+    bringUpGateway(gateway);
 }
 
-void WorkbenchTest::bringUpWithRules(const Json& rules, const Json& actions) {
-    Json gateway = workbench();
-    gateway["QoSClassification"] = rules;
-    gateway["QoSClassificationAction"] = actions;
+void WorkbenchTest::bringUpGateway(const Json& gateway) {
     configure(gateway);
     bringUp();
     expectNoErrors();

@@ -26,7 +26,8 @@ class WorkbenchTest : public LabTest {
 
     // The workbench with these columns of its one rule and one action, WAN up.
     void bringUpWith(const Json& rule, const Json& action = Json::object());
-    void bringUpWithRules(const Json& rules, const Json& actions);
+    // A variant of the workbench.
+    void bringUpGateway(const Json& gateway);
 
     // Packets that left each queue of an interface since the WAN came up.
     QueueCounts countsOf(const std::string& interface, uint32_t firstLength);

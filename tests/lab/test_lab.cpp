@@ -1,0 +1,171 @@
+// The lab itself: what it leaves behind, whom it disturbs, and whether its meter measures.
+#include "kernel.h"
+#include "meter/stream.h"
+#include "meter/summary.h"
+#include "process.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace lab {
+
+namespace {
+
+using e2e::Command;
+using e2e::Process;
+using ::testing::HasSubstr;
+
+constexpr const char* gatewayFile = LAB_SOURCE_FOLDER "/share/examples/dsl-tripleplay.json";
+
+// This test's own run and its own files, run.* and the like, are not counted.
+std::string otherRuns() {
+    return shell("lab status | grep -v \"^$LAB_RUN \" || :");
+}
+std::string whatARunCouldLeave() {
+    return shell("ip -br link; mount; ls -A /run /run/netns /mnt; ls -A /tmp | grep -vE "
+                 "'^run[.]|^before$|^after$'") +
+           otherRuns();
+}
+
+bool sleeps(const std::string& seconds) {
+    return e2e::run({"pgrep", "-xf", "sleep " + seconds}).status == 0;
+}
+
+TEST(LabTest, PassesTheCommandsStatusOn) {
+    EXPECT_EQ(e2e::run({"lab", "-g", gatewayFile, "run", "sh", "-c", "exit 5"}).status, 5);
+    EXPECT_EQ(e2e::run({"lab", "-g", gatewayFile, "run", "ip", "netns", "exec", "lan", "true"}).status, 0);
+}
+
+TEST(LabTest, LeavesNothingBehindHoweverItEnds) {
+    const std::string before = whatARunCouldLeave();
+    for (const int signal : {SIGKILL, SIGTERM, SIGINT, SIGHUP}) {
+        for (const int milliseconds : {20, 100, 250, 500, 2000}) {
+            SCOPED_TRACE(std::to_string(signal) + " after " + std::to_string(milliseconds) + " ms");
+            Process run(Command{{"lab", "-g", gatewayFile, "run", "sleep", "98765"}});
+            e2e::pause(e2e::Milliseconds(milliseconds));
+            run.signal(signal);
+            EXPECT_GT(run.exitStatus(), 0);
+            EXPECT_TRUE(e2e::eventually([] { return !sleeps("98765"); }));
+            EXPECT_TRUE(e2e::eventually([&] { return whatARunCouldLeave() == before; }))
+                << difference(before, whatARunCouldLeave());
+        }
+    }
+}
+
+TEST(LabTest, LeavesNothingBehindWhenItCannotBeBuilt) {
+    const std::string before = whatARunCouldLeave();
+    e2e::writeFile("/tmp/broken.json", R"({"NetworkSetupNode": 7})");
+    EXPECT_NE(e2e::run({"lab", "-g", "/tmp/broken.json", "run", "true"}).status, 0);
+    EXPECT_NE(e2e::run({"lab", "-g", "/tmp/broken.json", "up"}).status, 0);
+    EXPECT_NE(e2e::run({"lab", "-g", "/tmp/absent.json", "run", "true"}).status, 0);
+    shell("rm /tmp/broken.json");
+    EXPECT_EQ(whatARunCouldLeave(), before);
+}
+
+TEST(LabTest, TwoRunsDoNotDisturbEachOther) {
+    const std::string up = std::string("lab -g ") + gatewayFile + " up";
+    std::string one = shell(up);
+    std::string two = shell(up);
+    one.pop_back();
+    two.pop_back();
+    const auto inLan = [](const std::string& run, const std::string& command) {
+        return e2e::run({"sh", "-c", "lab exec " + run + " lan " + command}).status;
+    };
+    EXPECT_EQ(inLan(one, "touch /tmp/mine"), 0);
+    EXPECT_NE(inLan(two, "test -e /tmp/mine"), 0);
+    EXPECT_EQ(inLan(one, "ip link del eth0"), 0);
+    EXPECT_NE(inLan(one, "ping -c 1 -W 1 198.51.100.10"), 0);
+    EXPECT_EQ(inLan(two, "ping -c 1 -W 1 198.51.100.10"), 0);
+    shell("lab down " + one);
+    EXPECT_EQ(inLan(two, "ping -c 1 -W 1 2001:db8:8:1::10"), 0);
+    EXPECT_THAT(otherRuns(), HasSubstr(two));
+    shell("lab down " + two);
+    EXPECT_EQ(otherRuns(), "");
+}
+
+class MeterTest : public ::testing::Test {
+  protected:
+    void SetUp() override { shell(std::string("lab build ") + gatewayFile); }
+    void TearDown() override { shell("lab clear"); }
+
+    static StreamPlan plan(double kbit) {
+        StreamPlan result;
+        result.from = "lan";
+        result.to = "internet";
+        result.destination = "198.51.100.10";
+        result.destinationPort = 9000;
+        result.packetBytes = 1000;
+        result.packetsPerSecond = kbit / 8;
+        result.duration = std::chrono::duration<double>(2);
+        result.linger = std::chrono::duration<double>(2);
+        return result;
+    }
+};
+
+TEST_F(MeterTest, CountsEveryPacketOnAFreeLine) {
+    StreamPlan stream = plan(4000);
+    stream.dscp = 46;
+    const StreamResult result = runStream(stream);
+    const Summary summary = summarize(result.samples);
+    EXPECT_EQ(summary.sent, 1000U);
+    EXPECT_EQ(summary.lost, 0U);
+    EXPECT_EQ(result.duplicates, 0U);
+    EXPECT_EQ(result.dscps, (std::map<int, uint64_t>{{46, 1000}}));
+}
+
+TEST_F(MeterTest, MeasuresALinesLossAndDelay) {
+    // 1 Mbit/s of line, 2 Mbit/s of 1014-byte frames, a buffer of 150 kB: half of what comes after the
+    // first 1.2 s is lost, and what arrives then has waited 1.2 s.
+    shell("lab line 1000 1000");
+    const Summary summary = summarize(runStream(plan(2000)).samples);
+    EXPECT_EQ(summary.sent, 500U);
+    EXPECT_NEAR(static_cast<double>(summary.lost), 500 - 250 - 148, 25);
+    EXPECT_NEAR(static_cast<double>(summary.most) / 1e9, 1.2, 0.1);
+}
+
+TEST_F(MeterTest, CountsWhatNeverArrives) {
+    shell("ip -n wan link set internet down");
+    const Summary summary = summarize(runStream(plan(400)).samples);
+    EXPECT_EQ(summary.sent, 100U);
+    EXPECT_EQ(summary.lost, 100U);
+}
+
+TEST(SummaryTest, TakesPercentilesByRank) {
+    std::vector<Sample> samples;
+    for (int64_t delay = 200; delay >= 1; --delay) {
+        samples.push_back({1000 - delay, delay});
+    }
+    const Summary summary = summarize(samples);
+    EXPECT_EQ(summary.sent, 200U);
+    EXPECT_EQ(summary.least, 1);
+    EXPECT_EQ(summary.median, 100);
+    EXPECT_EQ(summary.p99, 198);
+    EXPECT_EQ(summary.most, 200);
+}
+
+TEST(SummaryTest, LeavesTheLostOutOfTheDelays) {
+    const Summary summary = summarize({{1, 10}, {2, Sample::lost}, {3, 30}, {4, Sample::lost}});
+    EXPECT_EQ(summary.lost, 2U);
+    EXPECT_DOUBLE_EQ(summary.lossPercent(), 50.0);
+    EXPECT_EQ(summary.median, 10);
+    EXPECT_EQ(summary.p99, 30);
+}
+
+TEST(SummaryTest, LooksAtAPeriodWithoutItsEnd) {
+    const Summary summary = summarize({{1, 10}, {2, 20}, {3, 30}}, 2, 3);
+    EXPECT_EQ(summary.sent, 1U);
+    EXPECT_EQ(summary.median, 20);
+}
+
+TEST(SummaryTest, IsAllZeroWithoutPackets) {
+    const Summary summary = summarize({});
+    EXPECT_EQ(summary.sent, 0U);
+    EXPECT_EQ(summary.p99, 0);
+    EXPECT_DOUBLE_EQ(summary.lossPercent(), 0.0);
+}
+
+} // namespace
+
+} // namespace lab
