@@ -23,6 +23,10 @@ class LinkMonitorTest : public NetwatchdTest {
 };
 
 TEST_F(LinkMonitorTest, ReadsTheInterfacesOnceAndThenListens) {
+    {
+        LinkMonitor settling;
+        ASSERT_TRUE(becomes(settling, true));
+    }
     LinkMonitor monitor;
     EXPECT_EQ(monitor.descriptor(), -1);
     EXPECT_FALSE(monitor.isComplete());

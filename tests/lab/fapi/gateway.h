@@ -50,6 +50,8 @@ class GatewayTest : public testing::Test {
     std::map<uint16_t, Arrived> throughGateway(std::vector<Packet> packets);
 
   private:
+    void waitForLinks();
+
     std::unique_ptr<Wire> lan_;
     std::unique_ptr<Wire> wan_;
 };
