@@ -12,7 +12,7 @@ namespace fapi::nl {
 
 namespace {
 
-constexpr size_t receiveBytes = 64 * 1024; // the kernel fills at most 32 KiB per dump message
+constexpr size_t receiveBytes = 65536; // the kernel fills at most 32 KiB per dump message
 constexpr size_t requestsPerSend = 64;     // so that the answers fit the socket's receive buffer
 
 size_t aligned(size_t size) {
@@ -168,10 +168,14 @@ void Socket::receive(const std::function<bool(const nlmsghdr&)>& handle) {
         if (got <= 0) {
             throw Failure(withErrno("netlink receive", errno));
         }
-        auto size = static_cast<int>(got);
-        for (auto* message = reinterpret_cast<nlmsghdr*>(buffer_.data()); NLMSG_OK(message, size);
-             message = NLMSG_NEXT(message, size)) {
+        const auto size = static_cast<size_t>(got);
+        for (size_t at = 0; at + sizeof(nlmsghdr) <= size;) {
+            const auto* message = reinterpret_cast<const nlmsghdr*>(buffer_.data() + at);
+            if (message->nlmsg_len < sizeof(nlmsghdr) || message->nlmsg_len > size - at) {
+                throw Failure("netlink receive: a message that is cut short");
+            }
             more = handle(*message) && more;
+            at += aligned(message->nlmsg_len);
         }
     }
 }

@@ -47,7 +47,8 @@ class Wire {
 
     // toMac: six bytes in hexadecimal with colons.
     void send(const std::string& toMac, const Packet& packet);
-    // Packets that another host forwarded to this end of the cable, until one with the identification `last` or the time is over.
+    // Packets that another host forwarded to this end of the cable, until one with the identification `last`
+    // or the time is over.
     std::vector<Arrived> receiveUntil(uint16_t last,
                                       std::chrono::milliseconds atMost = std::chrono::seconds(3));
 
