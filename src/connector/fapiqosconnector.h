@@ -29,6 +29,13 @@ class fapiQosConnector {
     bool getFapiQosWanPcpMapCmds(std::vector<std::string>& cmds) const;
     bool getFapiQosWanShaperCmds(std::vector<std::string>& cmds) const;
 
+    // The groups, for programs that show what would be run.
+    const std::vector<std::string>& getIfMapCmds() const { return fapiIfMapCmds; }
+    const std::vector<std::string>& getQueueCmds() const { return fapiQCmds; }
+    const std::vector<std::string>& getClCmds() const { return fapiClCmds; }
+    const std::vector<std::string>& getPcpMapCmds() const { return fapiPcpMapCmds; }
+    const std::vector<std::string>& getShaperCmds() const { return fapiShaperCmds; }
+
     // Run a group, first command first, up to the first that fails. The PCP map group has no such operation:
     // its commands are computed, and deliberately never run.
     bool applyFapiQosIfMapCmds();

@@ -31,6 +31,11 @@ class dataFlows {
     bool findLocalNetworkPaths();
     bool findLocalLanPaths();
 
+    // What was found, for programs that show it.
+    const std::vector<lowDataPath>& getLowWanPaths() const { return lowWanPaths; }
+    const std::vector<upperDataPath>& getLocalNetworkPaths() const { return localNetworkPaths; }
+    const std::vector<upperDataPath>& getLocalLanPaths() const { return localLanPaths; }
+
     // Stops at the first group that fails; what was applied then stays until revertQos.
     bool applyQos();
     bool revertQos();
