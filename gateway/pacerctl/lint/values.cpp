@@ -1,0 +1,200 @@
+// Traps in single values, whatever they mean.
+#include "pacerctl/lint/lint.h"
+#include "zel/gatewaytables.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <map>
+
+namespace pacerctl {
+
+namespace {
+
+using zel::cfg::ColumnClass;
+using zel::cfg::GatewayColumn;
+using zel::cfg::GatewayTable;
+using zel::cfg::gatewayTables;
+
+constexpr std::size_t longestInterfaceName = 15; // the kernel's IFNAMSIZ, without the final zero
+constexpr std::size_t longestWord = 63;          // what the FAPI tools take as a name
+
+Findings::Row rowOf(const char* table, const basalt::ValueList& row) {
+    const std::string name = row.getValue("Name").getText();
+    return {table, row.getValue("Id").getInteger(),
+            name.empty() ? row.getValue("InterfaceName").getText() : name};
+}
+
+bool isWord(const GatewayColumn& column) {
+    return column.kind == ColumnClass::word || column.kind == ColumnClass::interfaceName;
+}
+
+template <typename Check>
+void forEachValue(const LintInput& input, Check check) {
+    for (const GatewayTable& table : gatewayTables()) {
+        for (const basalt::ValueList& row : input.snapshot.rows(table.name)) {
+            for (const GatewayColumn& column : table.columns) {
+                if (row.hasValue(column.name)) {
+                    check(table, row, column, row.getValue(column.name).getText());
+                }
+            }
+        }
+    }
+}
+
+std::string quoteByte(char byte) {
+    static constexpr const char* digits = "0123456789abcdef";
+    const auto code = static_cast<unsigned char>(byte);
+    if (code > ' ' && code < 0x7F) {
+        return std::string("'") + byte + "'";
+    }
+    return std::string("the byte 0x") + digits[code >> 4U] + digits[code & 0xFU];
+}
+
+void shellText(const LintInput& input, Findings& findings) {
+    static const std::string harmless =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:/,+@%=-";
+    forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
+                            const GatewayColumn& column, const std::string& text) {
+        const std::size_t bad = text.find_first_not_of(harmless);
+        const bool negativeNumber = std::strcmp(column.name, "DSCPMatch") == 0;
+        const bool option = !text.empty() && text.front() == '-' && !negativeNumber;
+        if (!isWord(column) || (bad == std::string::npos && !option)) {
+            return;
+        }
+        findings.add(rowOf(table.name, row), column.name,
+                     (option
+                          ? std::string("begins with '-', which a tool takes for an option")
+                          : "holds " + quoteByte(text[bad]) + ", which a shell does not take as it stands") +
+                         ": this text becomes part of a command line",
+                     "Use letters, digits and . _ : / , + @ % = - only, and no - in front.");
+    });
+}
+
+void longInterfaceName(const LintInput& input, Findings& findings) {
+    forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
+                            const GatewayColumn& column, const std::string& text) {
+        if (column.kind == ColumnClass::interfaceName && text.size() > longestInterfaceName) {
+            findings.add(rowOf(table.name, row), column.name,
+                         "'" + text + "' has " + std::to_string(text.size()) +
+                             " characters: Linux has no interface with more than 15",
+                         "Write the interface's name as `ip link` shows it.");
+        }
+    });
+}
+
+void longName(const LintInput& input, Findings& findings) {
+    forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
+                            const GatewayColumn& column, const std::string& text) {
+        if (column.kind == ColumnClass::word && text.size() > longestWord) {
+            findings.add(
+                rowOf(table.name, row), column.name,
+                "has " + std::to_string(text.size()) +
+                    " characters: the classifier tool takes no more than 63, refuses the command, and the "
+                    "daemon ends",
+                "Shorten it.");
+        }
+    });
+}
+
+// The undo replaces the first "-A" of a command, and only if there is none the first "-M". In a command with
+// "-M" (the object existed already) an "-A" inside a name is taken for the flag.
+void derailsUndo(const LintInput& input, Findings& findings) {
+    forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
+                            const GatewayColumn& column, const std::string& text) {
+        if (isWord(column) && text.find("-A") != std::string::npos) {
+            findings.add(rowOf(table.name, row), column.name,
+                         "'" + text +
+                             "' contains -A: where the object exists already when the WAN comes up, the "
+                             "removal replaces this -A instead of the command's flag, and removes nothing",
+                         "Rename it without -A.");
+        }
+    });
+}
+
+void flagInName(const LintInput& input, Findings& findings) {
+    forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
+                            const GatewayColumn& column, const std::string& text) {
+        for (const char* flag : {"-M", "-D"}) {
+            if (isWord(column) && text.find(flag) != std::string::npos) {
+                findings.add(
+                    rowOf(table.name, row), column.name,
+                    "'" + text + "' contains " + flag +
+                        ", a flag of the tools: the removal is safe as long as the flag stands before the "
+                        "name, but a reader of the log may be misled",
+                    std::string("Rename it without ") + flag + ".");
+            }
+        }
+    });
+}
+
+void badFlag(const LintInput& input, Findings& findings) {
+    static constexpr std::array<const char*, 12> flags = {"Enable",
+                                                          "IsUp",
+                                                          "ShapeEgress",
+                                                          "ShapeIngress",
+                                                          "Egress",
+                                                          "Ingress",
+                                                          "DestIPExclude",
+                                                          "SourceIPExclude",
+                                                          "DestPortRangeExclude",
+                                                          "SourcePortRangeExclude",
+                                                          "TCPACK",
+                                                          "DSCPMatchExclude"};
+    forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
+                            const GatewayColumn& column, const std::string& text) {
+        const bool isFlag = std::any_of(flags.begin(), flags.end(), [&](const char* flag) {
+            return std::strcmp(flag, column.name) == 0;
+        });
+        if (isFlag && text != "0" && text != "1") {
+            findings.add(rowOf(table.name, row), column.name,
+                         "is '" + text + "': some readers take only 1 for yes, others everything but 0",
+                         "Write 1 for yes and 0 for no.");
+        }
+    });
+}
+
+void badId(const LintInput& input, Findings& findings) {
+    for (const GatewayTable& table : gatewayTables()) {
+        std::map<long long, int> count;
+        for (const basalt::ValueList& row : input.snapshot.rows(table.name)) {
+            if (!row.hasValue("Id")) {
+                findings.add(rowOf(table.name, row), "Id",
+                             "the row has no Id: the daemon does not find it by a key",
+                             "Give each row of the table its own Id.");
+            } else if (++count[row.getValue("Id").getInteger()] == 2) {
+                findings.add(rowOf(table.name, row), "Id",
+                             "two rows have this Id: only the first is found by it",
+                             "Give each row of the table its own Id.");
+            }
+        }
+    }
+}
+
+void unknownName(const LintInput& input, Findings& findings) {
+    for (const UnknownName& name : input.snapshot.unknownNames) {
+        findings.add({name.table, 0, ""}, name.column,
+                     name.column.empty() ? "the daemon reads no such table"
+                                         : "the daemon reads no such column",
+                     "Check the spelling; capitals matter.");
+    }
+}
+
+constexpr LintCheck checks[] = {
+    {"shell-text", Severity::error, "A shell or tool would interpret a value", shellText},
+    {"interface-name-length", Severity::error, "An interface name is too long", longInterfaceName},
+    {"name-length", Severity::error, "A text is too long for the tools", longName},
+    {"undo-derailed", Severity::error, "A name contains -A", derailsUndo},
+    {"flag-in-name", Severity::note, "A name contains -M or -D", flagInName},
+    {"flag-value", Severity::warning, "A flag is neither 0 nor 1", badFlag},
+    {"id", Severity::error, "An Id is missing or used twice", badId},
+    {"unknown-name", Severity::warning, "A table or column that nothing reads", unknownName},
+};
+
+} // namespace
+
+std::span<const LintCheck> valueChecks() {
+    return checks;
+}
+
+} // namespace pacerctl

@@ -1,0 +1,150 @@
+#include "goldengateways.h"
+#include "pacerctl/cli.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace pacerctl {
+
+namespace {
+
+using testing::HasSubstr;
+
+class CommandLine : public testing::Test {
+  protected:
+    int run(const std::vector<std::string>& arguments, bool onTerminal = false) {
+        out_.str("");
+        err_.str("");
+        return pacerctl::run(arguments, out_, err_, onTerminal);
+    }
+    std::string out() const { return out_.str(); }
+    std::string err() const { return err_.str(); }
+
+    test::GoldenGateways gateways_;
+
+  private:
+    std::ostringstream out_;
+    std::ostringstream err_;
+};
+
+TEST_F(CommandLine, ThatIsWrongEndsWithTwo) {
+    for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
+             {},
+             {"nonsense"},
+             {"plan", "--nonsense"},
+             {"plan", "stray"},
+             {"plan", "--all-up", "--as-is"},
+             {"plan", "--file", "minimal.json", "--socket", "/x"},
+             {"plan", "--color", "sometimes"},
+             {"explain", "--file", "minimal.json", "--proto", "udp"},
+             {"explain", "--file", "minimal.json", "--in", "eth0"},
+             {"explain", "--file", "minimal.json", "--in", "eth0", "--proto", "udp", "--dport", "65536"},
+             {"explain", "--file", "minimal.json", "--in", "eth0", "--proto", "udp", "--dscp", "64"},
+             {"explain", "--file", "minimal.json", "--in", "eth0", "--proto", "udp", "--src", "nowhere"},
+             {"explain", "--file", "minimal.json", "--in", "eth0", "--proto", "udp", "--src", "10.0.0.1",
+              "--dst", "::1"},
+             {"explain", "--file", "minimal.json", "--in", "eth0", "--proto", "udp", "--ack"},
+             {"explain", "--file", "minimal.json", "--in", "eth7", "--proto", "udp"},
+             {"explain", "--file", "minimal.json", "--in", "eth0", "--proto", "udp", "--pcap", "x"},
+             {"explain", "--file", "minimal.json", "--in", "eth0", "--pcap", "x", "--packet", "0"},
+             {"top", "--file", "minimal.json", "--interval", "0"},
+             {"top", "--file", "minimal.json", "--once", "--count", "2"},
+         }) {
+        EXPECT_EQ(run(wrong), 2) << testing::PrintToString(wrong);
+        EXPECT_EQ(out(), "");
+        EXPECT_NE(err(), "");
+    }
+}
+
+TEST_F(CommandLine, WithoutADatabaseEndsWithTwoAndOneLine) {
+    EXPECT_EQ(run({"plan", "--file", "absent.json"}), 2);
+    EXPECT_EQ(err(), "pacerctl: cannot read 'absent.json': No such file or directory\n");
+    std::ofstream("nonsense.json") << "{]";
+    EXPECT_EQ(run({"lint", "--file", "nonsense.json"}), 2);
+    EXPECT_THAT(err(), HasSubstr("pacerctl: nonsense.json:1:2: "));
+    EXPECT_EQ(run({"status", "--socket", "/nonexistent/socket"}), 2);
+    EXPECT_THAT(err(), HasSubstr("pacerctl: no configuration server: '/nonexistent/socket' "));
+}
+
+TEST_F(CommandLine, WithoutToolsEndsWithTwoWhereTheyAreNeeded) {
+    for (const char* tool : {"qcfg", "ifcfg", "classcfg"}) {
+        std::filesystem::remove(tool);
+    }
+    EXPECT_EQ(run({"verify", "--file", "minimal.json"}), 2);
+    EXPECT_EQ(err(), "pacerctl: 'ifcfg --show --json' is not in PATH\n");
+    EXPECT_EQ(run({"metrics", "--file", "minimal.json"}), 2);
+    EXPECT_EQ(run({"top", "--once", "--file", "minimal.json"}), 2);
+    EXPECT_EQ(run({"status", "--file", "minimal.json"}), 0);
+    EXPECT_THAT(out(), HasSubstr("What is applied is not known: 'ifcfg --show --json' is not in PATH"));
+}
+
+TEST_F(CommandLine, ColoursOnATerminalOnly) {
+    const std::vector<std::string> status = {"status", "--file", "minimal.json"};
+    run(status, false);
+    EXPECT_EQ(out().find('\033'), std::string::npos);
+    run(status, true);
+    EXPECT_NE(out().find('\033'), std::string::npos);
+    ::setenv("NO_COLOR", "1", 1);
+    run(status, true);
+    EXPECT_EQ(out().find('\033'), std::string::npos);
+    run({"status", "--color", "always", "--file", "minimal.json"}, false);
+    EXPECT_NE(out().find('\033'), std::string::npos);
+    ::setenv("NO_COLOR", "", 1);
+    run(status, true);
+    EXPECT_NE(out().find('\033'), std::string::npos);
+    run({"status", "--color", "never", "--file", "minimal.json"}, true);
+    EXPECT_EQ(out().find('\033'), std::string::npos);
+    ::unsetenv("NO_COLOR");
+}
+
+TEST_F(CommandLine, CannotBeMadeToMoveTheTerminalsCursor) {
+    std::ofstream("evil.json") << R"({"QoSQueues": [{"Id": 1, "Enable": 1, "Egress": 1, "Name": "a[2J",
+        "InterfaceName": "LocalLAN"}], "StatusNetifWatchLogical": [{"Id": 1, "Name": "LocalLAN", "Interface":
+        "b]0;x", "IsUp": 1, "Addr": "1[m"}]})";
+    for (const char* command : {"plan", "lint", "status", "graph"}) {
+        run({command, "--file", "evil.json"});
+        EXPECT_NE(out(), "") << command;
+        EXPECT_EQ(out().find('\033'), std::string::npos) << command;
+    }
+}
+
+TEST_F(CommandLine, ReplacesTheMetricsFileAsAWhole) {
+    gateways_.apply("minimal");
+    std::ofstream("metrics.prom") << "old";
+    EXPECT_EQ(run({"metrics", "--file", "minimal-up.json", "--output", "metrics.prom"}), 0);
+    EXPECT_EQ(out(), "");
+    std::ifstream file("metrics.prom");
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    EXPECT_THAT(text, HasSubstr("\npacerd_wan_up 1\n"));
+    EXPECT_EQ(std::filesystem::status("metrics.prom").permissions(), std::filesystem::perms(0644));
+    EXPECT_EQ(run({"metrics", "--file", "minimal-up.json", "--output", "/nonexistent/metrics.prom"}), 2);
+    EXPECT_EQ(err(), "pacerctl: cannot write '/nonexistent/metrics.prom': No such file or directory\n");
+}
+
+TEST_F(CommandLine, GivesTheGraphToDotAndWritesThePicture) {
+    std::ofstream("dot") << "#!/bin/sh\n[ \"$*\" = -Tsvg ] && { echo '<svg>'; /bin/cat; }\n";
+    std::filesystem::permissions("dot", std::filesystem::perms(0755));
+    EXPECT_EQ(run({"graph", "--file", "minimal.json", "--svg", "x; touch y.svg"}), 0);
+    std::ifstream file("x; touch y.svg");
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    EXPECT_THAT(text, testing::StartsWith("<svg>\ndigraph gateway {\n"));
+    std::filesystem::remove("dot");
+    EXPECT_EQ(run({"graph", "--file", "minimal.json", "--svg", "z.svg"}), 2);
+    EXPECT_EQ(err(), "pacerctl: --svg needs Graphviz (package graphviz): 'dot' is not in PATH\n");
+    EXPECT_FALSE(std::filesystem::exists("z.svg"));
+}
+
+TEST_F(CommandLine, SaysItsVersion) {
+    EXPECT_EQ(run({"--version"}), 0);
+    EXPECT_EQ(out(), "pacerctl 1.0.2\n");
+}
+
+} // namespace
+
+} // namespace pacerctl
