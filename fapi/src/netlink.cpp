@@ -13,7 +13,7 @@ namespace fapi::nl {
 namespace {
 
 constexpr size_t receiveBytes = 65536; // the kernel fills at most 32 KiB per dump message
-constexpr size_t requestsPerSend = 64;     // so that the answers fit the socket's receive buffer
+constexpr size_t requestsPerSend = 64; // so that the answers fit the socket's receive buffer
 
 size_t aligned(size_t size) {
     return (size + NLA_ALIGNTO - 1) & ~static_cast<size_t>(NLA_ALIGNTO - 1);
