@@ -50,7 +50,7 @@ class SessionWaitsTest : public testing::Test {
     std::string path = sandbox / "s";
     ovsdb::SessionObserver observer;
     std::optional<Session> session;
-    const Transaction nothing;
+    Transaction nothing;
 };
 
 TEST_F(SessionWaitsTest, without_a_server_they_return_at_once) {
