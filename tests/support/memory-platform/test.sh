@@ -22,6 +22,8 @@ cleanup() {
 }
 trap cleanup EXIT
 
+# A cache from another compiler would drop the platform; the objects stay, so that this costs a second.
+rm -rf "$build/CMakeCache.txt" "$build/CMakeFiles"
 cmake -S "$source" -B "$build" -DPACERD_PLATFORM="$source/tests/support/memory-platform" -DPACERD_TESTS=OFF \
     -DCMAKE_BUILD_TYPE=Release "$@" >"$dir/log" 2>&1 || fail 'configuring'
 cmake --build "$build" --target pacerd_ng >"$dir/log" 2>&1 || fail 'building'
