@@ -7,7 +7,7 @@ namespace fapi::test {
 
 namespace {
 
-// Every system call in turn takes minutes: FAPI_KILL_STEP=1 does it. Otherwise every fifth.
+// Every system call in turn takes minutes: FAPI_KILL_STEP=1 does it.
 int step() {
     const char* chosen = getenv("FAPI_KILL_STEP");
     return chosen == nullptr ? 5 : std::max(1, atoi(chosen));

@@ -8,9 +8,11 @@ namespace {
 
 RuleTable tableOf(std::vector<uint32_t> sequences) {
     const auto rules = std::make_shared<Rule[]>(sequences.size());
-    for (size_t i = 0; i < sequences.size(); ++i) {
-        rules[i].used = sequences[i] == 0 ? 0 : 1;
-        rules[i].sequence = sequences[i];
+    Rule* rule = rules.get();
+    for (const uint32_t sequence : sequences) {
+        rule->used = sequence == 0 ? 0 : 1;
+        rule->sequence = sequence;
+        ++rule;
     }
     return {rules, static_cast<uint32_t>(sequences.size())};
 }
