@@ -18,7 +18,7 @@ constexpr uint16_t lastId = 0xeeee;
 constexpr const char* topology = R"(
 link set lo up
 link add lan1 type veth peer name eth0 netns lan
-link add ptm0 type veth peer name wan0 netns wan
+link add ptm0 address 02:00:00:00:00:04 type veth peer name wan0 netns wan
 link add plain0 type veth peer name wan1 netns wan
 link add br0 address 02:00:00:00:00:01 type bridge mcast_snooping 0
 link set lan1 master br0

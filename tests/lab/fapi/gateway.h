@@ -29,6 +29,7 @@ class GatewayTest : public testing::Test {
   protected:
     static constexpr const char* bridgeMac = "02:00:00:00:00:01"; // br0
     static constexpr const char* pppMac = "02:00:00:00:00:02";    // ppp0
+    static constexpr const char* portMac = "02:00:00:00:00:04";   // ptm0
     static constexpr const char* vlanMac = "02:00:00:00:00:03";   // ptm0.8
 
     void SetUp() override;

