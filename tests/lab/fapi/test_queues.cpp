@@ -106,7 +106,7 @@ TEST_F(Queues, sharesFollowTheWeights) {
            "0 -d tail --map " + number);
         ruleForMark(mark);
     }
-    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 1 -t egress"); // nothing leaves until all is there
+    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 100 -t egress"); // little leaves until all is there
     for (int i = 0; i < waiting; ++i) {
         for (int mark = 1; mark <= 4; ++mark) {
             lan().send(bridgeMac, forMark(mark, 1, 1400));
@@ -115,7 +115,7 @@ TEST_F(Queues, sharesFollowTheWeights) {
     ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 20000 -t egress");
     double sent[5] = {};
     double all = 0;
-    for (int tries = 0; all < enough && tries < 200; ++tries) {
+    for (int tries = 0; all < enough && tries < 400; ++tries) {
         auto counters = classes("ptm0");
         all = 0;
         for (int mark = 1; mark <= 4; ++mark) {
