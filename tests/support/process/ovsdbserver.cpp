@@ -27,7 +27,7 @@ bool accepts(const std::string& socketPath) {
 } // namespace
 
 void makeDatabase(const std::string& databaseFile, const std::string& schemaFile) {
-    const Outcome made = run({"ovsdb-tool", "create", databaseFile, schemaFile});
+    const Outcome made = run({OVSDB_TOOL, "create", databaseFile, schemaFile});
     if (made.status != 0) {
         throw std::runtime_error("ovsdb-tool create: " + made.err);
     }
@@ -39,7 +39,7 @@ OvsdbServer::OvsdbServer(const std::string& schemaFile) {
 }
 
 void OvsdbServer::start() {
-    server_.emplace(std::vector<std::string>{"ovsdb-server", "--remote=punix:" + socket(),
+    server_.emplace(std::vector<std::string>{OVSDB_SERVER, "--remote=punix:" + socket(),
                                              "--unixctl=" + sandbox_.path("control"), "--no-chdir",
                                              sandbox_.path("database")});
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
