@@ -26,6 +26,9 @@ constexpr std::chrono::milliseconds pause{5};
                          const std::string& err) {
     constexpr int notStarted = 127;
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (const int signal : {SIGINT, SIGQUIT, SIGHUP, SIGPIPE}) {
+        ::signal(signal, SIG_DFL); // a test in the background of a shell inherits some of them ignored
+    }
     const int input = ::open(in.c_str(), O_RDONLY);
     const int output = ::open(out.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     const int errors = ::open(err.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);

@@ -2,6 +2,9 @@
 
 #include "cfgctltest.h"
 
+#include <cstddef>
+#include <list>
+#include <set>
 #include <string>
 
 namespace cfgctl::test {
@@ -177,6 +180,22 @@ TEST_F(Commands, AddTakesAGivenId) {
 TEST_F(Commands, AddBeginsWithIdOne) {
     output({"del", "StatusDsl", "Id=1"});
     EXPECT_EQ(output({"add", "StatusDsl"}), "StatusDsl: 1 row added, Id 1\n");
+}
+
+TEST_F(Commands, AddFindsAnotherIdWhenSomebodyElseWasFaster) {
+    constexpr std::size_t rivals = 12;
+    std::list<Program> programs;
+    for (std::size_t i = 0; i < rivals; ++i) {
+        programs.emplace_back(words({"add", "StatusDsl"}));
+    }
+    std::set<std::string> outputs;
+    for (Program& program : programs) {
+        const Outcome outcome = program.wait();
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        outputs.insert(outcome.out);
+    }
+    EXPECT_EQ(outputs.size(), rivals) << "each has an Id of its own";
+    EXPECT_THAT(output({"show", "StatusDsl"}), StartsWith("StatusDsl (13 rows)\n"));
 }
 
 TEST_F(Commands, AddNamesEachColumnThatHasNoDefault) {
