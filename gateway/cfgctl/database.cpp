@@ -17,10 +17,7 @@ namespace {
 using ovsdb::Session;
 using Status = ovsdb::TransactResult::Status;
 
-// A person waits for the answer.
-constexpr std::chrono::seconds answerTimeout{10};
-
-ovsdb::SessionOptions sessionOptions(const std::string& socketPath) {
+ovsdb::SessionOptions sessionOptions(const std::string& socketPath, std::chrono::seconds answerTimeout) {
     ovsdb::SessionOptions options;
     options.socketPath = socketPath;
     options.database = databaseName;
@@ -54,8 +51,8 @@ bool tellInOrder(std::vector<ovsdb::RowChange>& rows,
 
 } // namespace
 
-Database::Database(const std::string& socketPath)
-    : socketPath_(socketPath), session_(sessionOptions(socketPath), nobody_) {
+Database::Database(const std::string& socketPath, std::chrono::seconds answerTimeout)
+    : socketPath_(socketPath), session_(sessionOptions(socketPath, answerTimeout), nobody_) {
     if (session_.waitForSchema() == Status::answered) {
         return;
     }

@@ -13,11 +13,13 @@ namespace cfgctl {
 
 inline constexpr const char* databaseName = zel::cfg::gatewayDatabase;
 inline constexpr const char* defaultSocket = "/tmp/cfgserver.socket";
+inline constexpr std::chrono::seconds defaultAnswerTimeout{30};
 
 class Database {
   public:
-    // Connects and reads the schema. Throws Failure, with the exit status for "no database".
-    explicit Database(const std::string& socketPath);
+    // Connects and reads the schema. Throws Failure, with the exit status for "no database". A server that
+    // does not answer within that time, now or later, counts as gone.
+    Database(const std::string& socketPath, std::chrono::seconds answerTimeout);
 
     const ovsdb::DatabaseSchema& schema() const { return *session_.schema(); }
 

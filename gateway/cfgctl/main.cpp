@@ -21,6 +21,7 @@ namespace {
 
 struct Options {
     std::string socket = defaultSocket;
+    unsigned int timeout = static_cast<unsigned int>(defaultAnswerTimeout.count()); // seconds
     bool quiet = false;
     std::string schemaFile;
     std::string file;
@@ -46,6 +47,10 @@ std::size_t outputWidth() {
 std::ostream& report(const Options& options) {
     static std::ostream nowhere(nullptr);
     return options.quiet ? nowhere : std::cout;
+}
+
+Database connect(const Options& options) {
+    return {options.socket, std::chrono::seconds(options.timeout)};
 }
 
 ImportMode importMode(const Options& options) {
@@ -79,7 +84,7 @@ void addImport(CLI::App& app, Options& options) {
     import->add_flag("--dry-run", options.dryRun, "Only check the file against the database's schema")
         ->excludes(merge);
     import->callback([&options] {
-        Database database(options.socket);
+        Database database = connect(options);
     importFile(database, options.file, importMode(options), report(options));
 });
 } // namespace
@@ -93,11 +98,11 @@ CLI::App* addReader(CLI::App& app, Options& options, const char* name, const cha
 void addReaders(CLI::App& app, Options& options) {
     addReader(app, options, "export", "Write tables as JSON, in the form that import reads")
         ->callback([&options] {
-            Database database(options.socket);
+            Database database = connect(options);
             exportTables(database, options.tables, std::cout);
         });
     addReader(app, options, "show", "Print tables")->callback([&options] {
-        Database database(options.socket);
+        Database database = connect(options);
         showTables(database, options.tables, outputWidth(), std::cout);
     });
     CLI::App* watch = addReader(app, options, "watch", "Print a line for every row that changes");
@@ -106,7 +111,7 @@ void addReaders(CLI::App& app, Options& options) {
         ->check(CLI::Range(1ULL, 1'000'000'000ULL));
     watch->callback([&options] {
         static std::ostream nowhere(nullptr);
-        Database database(options.socket);
+        Database database = connect(options);
         watchTables(database, options.tables, options.count, std::cout, options.quiet ? nowhere : std::cerr);
     });
 }
@@ -121,7 +126,7 @@ void addWriters(CLI::App& app, Options& options) {
     set->callback([&options] {
         const Assignment key = parseAssignments({options.key}).front();
         const Assignments values = parseAssignments(options.values);
-        Database database(options.socket);
+        Database database = connect(options);
         setRows(database, options.table, key, values, report(options));
     });
 
@@ -131,7 +136,7 @@ void addWriters(CLI::App& app, Options& options) {
         ->type_name("");
     add->callback([&options] {
         const Assignments values = parseAssignments(options.values);
-        Database database(options.socket);
+        Database database = connect(options);
         addRow(database, options.table, values, report(options));
     });
 
@@ -140,7 +145,7 @@ void addWriters(CLI::App& app, Options& options) {
     del->add_option("KEY=VALUE", options.key, "Which rows; compared as text")->required()->type_name("");
     del->callback([&options] {
         const Assignment key = parseAssignments({options.key}).front();
-        Database database(options.socket);
+        Database database = connect(options);
         deleteRows(database, options.table, key, report(options));
     });
 }
@@ -156,6 +161,10 @@ int run(int argc, char** argv) {
     app.add_option("--socket", options.socket, "The configuration server's socket")
         ->capture_default_str()
         ->type_name("PATH");
+    app.add_option("--timeout", options.timeout, "How long to wait for an answer of the server")
+        ->capture_default_str()
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1U, 86'400U));
     app.add_flag("-q,--quiet", options.quiet, "Say nothing about what was done");
     app.require_subcommand(1);
     app.fallthrough();

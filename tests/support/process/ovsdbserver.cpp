@@ -42,7 +42,7 @@ void OvsdbServer::start() {
     server_.emplace(std::vector<std::string>{OVSDB_SERVER, "--remote=punix:" + socket(),
                                              "--unixctl=" + sandbox_.path("control"), "--no-chdir",
                                              sandbox_.path("database")});
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!accepts(socket())) {
         if (std::chrono::steady_clock::now() >= end) {
             throw std::runtime_error("ovsdb-server does not start: " + server_->err());

@@ -17,8 +17,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds saysTimeout{10};
-constexpr std::chrono::seconds runTimeout{30};
+constexpr std::chrono::seconds saysTimeout{60};
+constexpr std::chrono::seconds runTimeout{120};
 constexpr std::chrono::milliseconds pause{5};
 
 // In the child; does not return.

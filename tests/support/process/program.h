@@ -31,12 +31,12 @@ class Program {
     std::string out() const { return sandbox_.read("out"); }
     std::string err() const { return sandbox_.read("err"); }
 
-    // Whether `text` stands in its output (either of the two) within ten seconds.
+    // Whether `text` stands in its output (either of the two) within a minute.
     bool says(const std::string& text) const;
 
     void send(int signal) const;
 
-    // Until it has ended; after thirty seconds it is killed.
+    // Until it has ended; after two minutes it is killed.
     Outcome wait();
 
   private:

@@ -24,9 +24,10 @@ TEST(CommandLine, ExplainsItself) {
     const Outcome help = cfgctl({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.err, "");
-    for (const char* text : {"Usage: cfgctl [OPTIONS] SUBCOMMAND", "--socket PATH", "/tmp/cfgserver.socket",
-                             "--version", "init", "import", "export", "show", "set", "add", "del", "watch",
-                             "Exit status: 0 done, 1 failed, 2 wrong usage or no database."}) {
+    for (const char* text :
+         {"Usage: cfgctl [OPTIONS] SUBCOMMAND", "--socket PATH", "/tmp/cfgserver.socket", "--timeout SECONDS",
+          "--version", "init", "import", "export", "show", "set", "add", "del", "watch",
+          "Exit status: 0 done, 1 failed, 2 wrong usage or no database."}) {
         EXPECT_THAT(help.out, HasSubstr(text));
     }
 }
@@ -55,6 +56,7 @@ TEST(CommandLine, RefusesWrongUsage) {
     expectUsageError({"del", "StatusDsl"}, "KEY=VALUE is required");
     expectUsageError({"import", "--merge", "--dry-run", "x"}, "--merge excludes --dry-run");
     expectUsageError({"watch", "--count", "0"}, "--count: Value 0 not in range 1 to 1000000000");
+    expectUsageError({"show", "--timeout", "0"}, "--timeout: Value 0 not in range 1 to 86400");
     expectUsageError({"watch", "--count", "x"}, "--count: Value x not in range 1 to 1000000000");
 }
 
@@ -118,11 +120,11 @@ TEST_F(CfgctlTest, RefusesAServerWithoutTheDatabase) {
 
 TEST_F(CfgctlTest, DoesNotHangAtAServerThatDoesNotAnswer) {
     server.freeze();
-    const Outcome outcome = run({"show"});
+    const Outcome outcome = run({"show", "--timeout", "1"});
     server.thaw();
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err,
-              "cfgctl: the configuration server at " + server.socket() + " gave no answer within 10 s\n");
+              "cfgctl: the configuration server at " + server.socket() + " gave no answer within 1 s\n");
 }
 
 TEST_F(CfgctlTest, SaysNothingAboutWhatWasDoneWhenAskedToBeQuiet) {
