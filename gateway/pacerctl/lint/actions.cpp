@@ -14,6 +14,8 @@ namespace action = zel::pacerd::dbm::qosClassAction;
 namespace nsn = zel::pacerd::dbm::nsn;
 namespace value = zel::pacerd::dbm::statusNifWLogic::colLogicNameVal;
 
+constexpr long long highestMark = 4294967295; // what the classifier tool takes
+
 // The egress rules that lead to an action decide whether its interface matters.
 bool hasEgressRule(const LintInput& input, const Action& row) {
     return std::any_of(input.built.rules.begin(), input.built.rules.end(), [&](const BuiltRule& built) {
@@ -133,7 +135,12 @@ void markOutOfRange(const LintInput& input, Findings& findings) {
                          std::to_string(row.pcp) + " is no PCP: rules do not set it",
                          "Write a number from 1 to 7, or 0 to leave the PCP alone.");
         }
-        if (row.trafficClass < 0) {
+    }
+}
+
+void badTrafficClass(const LintInput& input, Findings& findings) {
+    for (const Action& row : input.gateway.actions) {
+        if (row.trafficClass < 0 || row.trafficClass > highestMark) {
             findings.add(
                 rowOf(row), action::colTC,
                 std::to_string(row.trafficClass) +
@@ -159,6 +166,7 @@ constexpr LintCheck checks[] = {
     {"pcp-conflict", Severity::error, "One traffic class has two PCPs", conflictingPcp},
     {"pcp-without-vlan", Severity::warning, "A PCP is set where there is no VLAN", pcpWithoutVlan},
     {"action-mark-range", Severity::warning, "An action's mark is out of range", markOutOfRange},
+    {"action-traffic-class", Severity::error, "An action's traffic class cannot be a mark", badTrafficClass},
     {"action-unused", Severity::note, "No rule refers to an action", unused},
 };
 

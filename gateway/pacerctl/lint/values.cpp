@@ -71,6 +71,23 @@ void shellText(const LintInput& input, Findings& findings) {
     });
 }
 
+void emptyName(const LintInput& input, Findings& findings) {
+    for (const Service& service : input.gateway.services) {
+        if (service.interface.empty()) {
+            findings.add(pacerctl::rowOf(service), "Interface",
+                         "is empty: commands that need an interface are refused, and the daemon ends",
+                         "Name the interface, or write off for a provider that has none.");
+        }
+    }
+    for (const BuiltRule& built : input.built.rules) {
+        if (built.rule->name.empty()) {
+            findings.add(pacerctl::rowOf(*built.rule), "Name",
+                         "is empty: the classifier tool refuses a rule without a name, and the daemon ends",
+                         "Give the rule a name.");
+        }
+    }
+}
+
 void longInterfaceName(const LintInput& input, Findings& findings) {
     forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
                             const GatewayColumn& column, const std::string& text) {
@@ -182,6 +199,7 @@ void unknownName(const LintInput& input, Findings& findings) {
 
 constexpr LintCheck checks[] = {
     {"shell-text", Severity::error, "A shell or tool would interpret a value", shellText},
+    {"empty-name", Severity::error, "A rule or an interface has no name", emptyName},
     {"interface-name-length", Severity::error, "An interface name is too long", longInterfaceName},
     {"name-length", Severity::error, "A text is too long for the tools", longName},
     {"undo-derailed", Severity::error, "A name contains -A", derailsUndo},

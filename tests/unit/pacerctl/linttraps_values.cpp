@@ -53,6 +53,11 @@ std::vector<Trap> actionTraps() {
         {{"action-mark-range QoSClassificationAction/2/EthPriorityMark"},
          [](Json& g) { action(g, 1)["EthPriorityMark"] = 8; },
          [](Json& g) { action(g, 1)["EthPriorityMark"] = 7; }},
+        {{"action-traffic-class QoSClassificationAction/2/TrafficClass",
+          "mark-without-queue QoSClassificationAction/2/TrafficClass",
+          "queue-unreached QoSQueues/2/Precedence"},
+         [](Json& g) { action(g, 1)["TrafficClass"] = -1; },
+         [](Json& g) { action(g, 1)["TrafficClass"] = 0; }},
         {{"action-unused QoSClassificationAction/9/Id"},
          [](Json& g) {
              Json other = action(g, 1);
@@ -74,6 +79,17 @@ std::vector<Trap> valueTraps() {
         {{"shell-text StatusNetifWatchLogical/3/Interface"},
          [](Json& g) { service(g, 2)["Interface"] = "br0\n"; },
          [](Json& g) { service(g, 2)["Interface"] = "br0:1"; }},
+        {{"empty-name StatusNetifWatchLogical/3/Interface"},
+         [](Json& g) {
+             service(g, 2)["Interface"] = "";
+             g["QoSQueues"].erase(3);
+             rule(g, 4)["QoSClassificationActionId"] = 2;
+             g["QoSClassificationAction"].erase(2);
+         },
+         [](Json& g) { service(g, 1)["Interface"] = "off"; }},
+        {{"empty-name QoSClassification/3/Name"},
+         [](Json& g) { rule(g, 2)["Name"] = ""; },
+         [](Json& g) { queue(g, 2)["Name"] = ""; }},
         {{"interface-name-length StatusNetifWatchLogical/3/Interface"},
          [](Json& g) { service(g, 2)["Interface"] = "bridge-of-sighs0"; },
          [](Json& g) { service(g, 2)["Interface"] = "bridge-of-sighs"; }},
