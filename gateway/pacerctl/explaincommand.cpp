@@ -49,7 +49,7 @@ Packet packetFrom(const ExplainOptions& options) {
 // A Linux interface or a logical one; it must be one that the daemon builds a path for.
 std::string interfaceOption(const Gateway& gateway, const Built& built, const std::string& option,
                             const std::string& text) {
-    const std::string interface = gateway.findService(text) != nullptr ? gateway.interfaceOf(text) : text;
+    std::string interface = gateway.findService(text) != nullptr ? gateway.interfaceOf(text) : text;
     if (!built.hasPath(interface)) {
         std::vector<std::string> known;
         for (const BuiltPath& path : built.paths) {

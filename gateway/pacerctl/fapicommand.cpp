@@ -46,11 +46,13 @@ class Words {
         return "";
     }
 
-    long long number(const std::string& option) const { return std::atoll(value(option).c_str()); }
+    long long number(const std::string& option) const {
+        return std::strtoll(value(option).c_str(), nullptr, 10);
+    }
 
     std::optional<long long> optionalNumber(const std::string& option) const {
         const std::string text = value(option);
-        return text.empty() ? std::nullopt : std::optional(std::atoll(text.c_str()));
+        return text.empty() ? std::nullopt : std::optional(std::strtoll(text.c_str(), nullptr, 10));
     }
 
   private:

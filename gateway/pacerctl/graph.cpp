@@ -128,7 +128,7 @@ class GraphBuilder {
     }
 
     std::string enter(const std::string& interface) {
-        const std::string id = "in " + interface;
+        std::string id = "in " + interface;
         std::vector<std::string> lines = {"into " + interface};
         for (const Service* service : gateway_.servicesOn(interface)) {
             lines.push_back(service->name);
@@ -234,7 +234,8 @@ std::string toDot(const Graph& graph) {
         const std::string label = edge.label.empty() ? "" : "label=" + quoted(edge.label);
         const std::string style = edge.isFallback ? "style=dashed" : "";
         if (!label.empty() || !style.empty()) {
-            dot += " [" + label + (label.empty() || style.empty() ? "" : ", ") + style + "]";
+            dot.append(" [").append(label).append(label.empty() || style.empty() ? "" : ", ").append(style) +=
+                "]";
         }
         dot += ";\n";
     }

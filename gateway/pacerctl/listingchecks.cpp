@@ -8,8 +8,8 @@
 
 // The linker's names for the wrapped function and the library's own.
 extern "C" {
-int __wrap_system(const char* line);
-int __real_system(const char* line);
+int __wrap_system(const char* line); // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+int __real_system(const char* line); // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 }
 
 namespace pacerctl {
@@ -44,7 +44,7 @@ std::string findInPath(const std::string& program) {
     const char* path = std::getenv("PATH");
     std::istringstream directories(path == nullptr ? "" : path);
     for (std::string directory; std::getline(directories, directory, ':');) {
-        const std::string file = (directory.empty() ? "." : directory) + "/" + program;
+        std::string file = (directory.empty() ? "." : directory) + "/" + program;
         if (::access(file.c_str(), X_OK) == 0) {
             return file;
         }

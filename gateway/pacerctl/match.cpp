@@ -86,7 +86,7 @@ std::optional<PortRange> parsePorts(const std::string& text) {
 
 std::string Packet::text() const {
     const auto endpoint = [](const std::optional<IpAddress>& address, const std::optional<unsigned>& port) {
-        const std::string host = address ? address->text() : "?";
+        std::string host = address ? address->text() : "?";
         if (!port) {
             return host;
         }

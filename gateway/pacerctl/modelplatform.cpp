@@ -1,12 +1,7 @@
-// The platform functions that the daemon's classes call, for pacerctl's own use of them.
+// The log functions that the daemon's classes call: what they say is kept, not sent to syslog.
 #include "pacerctl/modelplatform.h"
 
-#include <zel/error/assert.h>
 #include <zel/sysloglevel.h>
-#include <zel/vastr.h>
-
-#include <cstdarg>
-#include <cstdio>
 
 namespace pacerctl {
 
@@ -60,28 +55,3 @@ void ZEL_Sysloglevel_tracedo(int /*handle*/, const char* source, int /*line*/, c
                              unsigned int /*traceClass*/) {
     pacerctl::keep(pacerctl::MessageLevel::trace, source, text);
 }
-
-std::string VAStr(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    va_end(arguments);
-    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
-    return text;
-}
-
-namespace zel::error {
-
-void Assert::throwAssertionFailed(const std::string& expression, const char* file, int line) {
-    throw AssertionFailed("assertion failed: " + expression + " (" + file + ":" + std::to_string(line) + ")");
-}
-
-void Assert::throwAllocationFailed(const std::string& object, const char* file, int line) {
-    throw AllocationFailed("allocation failed: " + object + " (" + file + ":" + std::to_string(line) + ")");
-}
-
-} // namespace zel::error

@@ -11,7 +11,6 @@ namespace pacerctl {
 
 namespace {
 
-namespace dbm = zel::pacerd::dbm;
 namespace status = zel::pacerd::dbm::statusNifWLogic;
 using zel::pacerd::dataFlows;
 using zel::pacerd::fapiQosConnector;

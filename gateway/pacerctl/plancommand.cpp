@@ -109,7 +109,7 @@ class PlanPrinter {
         for (const CommandGroup& group : groups) {
             const std::string count =
                 group.refusal.empty() ? " (" + std::to_string(group.commands.size()) + ")" : "";
-            out_ << '\n' << style_.heading(verb + " " + group.name + count) << '\n';
+            out_ << '\n' << style_.heading(std::string(verb).append(" ").append(group.name) + count) << '\n';
             for (const std::string& command : group.commands) {
                 out_ << "  "
                      << (command.empty() ? style_.bad("(empty: a rule without a command)")

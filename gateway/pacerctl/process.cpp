@@ -65,6 +65,7 @@ struct Pipe {
 int spawn(const std::string& file, const std::vector<std::string>& words, const Pipe& input,
           const Pipe& output, pid_t& child) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast)
     }

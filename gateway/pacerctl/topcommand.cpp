@@ -19,7 +19,7 @@ constexpr const char* clearScreen = "\033[H\033[2J";
 
 std::string fixed(double number, int digits) {
     std::array<char, 32> text = {};
-    std::snprintf(text.data(), text.size(), "%.*f", digits, number);
+    static_cast<void>(std::snprintf(text.data(), text.size(), "%.*f", digits, number));
     return text.data();
 }
 

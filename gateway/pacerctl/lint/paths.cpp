@@ -10,7 +10,6 @@ namespace pacerctl {
 
 namespace {
 
-namespace dbm = zel::pacerd::dbm;
 namespace nsn = zel::pacerd::dbm::nsn;
 namespace status = zel::pacerd::dbm::statusNifWLogic;
 namespace value = zel::pacerd::dbm::statusNifWLogic::colLogicNameVal;

@@ -2,6 +2,8 @@
 #include "config/tables.h"
 #include "pacerctl/lint/lint.h"
 
+#include <zel/vastr.h>
+
 #include <algorithm>
 
 namespace pacerctl {
@@ -84,11 +86,12 @@ void portNotShaped(const LintInput& input, Findings& findings) {
                 return port != nullptr && each.port == port->interface && each.ingress == ingress;
             });
         if (queue != input.built.queues.end() && !isShaped(*queue)) {
-            const std::string direction = ingress ? "ingress" : "egress";
-            findings.add({shaper::tblName, 0, ""}, ingress ? shaper::colIngress : shaper::colEgress,
-                         port->interface + " has " + direction + " queues, but no " + direction +
-                             " shaper: packets wait where these queues cannot sort them",
-                         "Shape the port a little below what the line carries.");
+            const char* direction = ingress ? "ingress" : "egress";
+            findings.add(
+                {shaper::tblName, 0, ""}, ingress ? shaper::colIngress : shaper::colEgress,
+                VAStr("%s has %s queues, but no %s shaper: packets wait where these queues cannot sort them",
+                      port->interface.c_str(), direction, direction),
+                "Shape the port a little below what the line carries.");
         }
     }
 }
