@@ -30,8 +30,7 @@ TEST_F(ChangesTest, AQosChangeWhileUpHasNoEffectUntilDownAndUp) {
                             {"DropAlgorithm", "DT"}});
     settle();
     EXPECT_THAT(daemon->commands().all(), IsEmpty());
-    EXPECT_EQ(log.count("info: detected 'ProviderInternet' is up"),
-              6U); // each change, and the two settling ones is looked at
+    EXPECT_EQ(looks(), 6U); // each change, and the two settling ones is looked at
 
     takeDown();
     EXPECT_THAT(daemon->commands().objects(), IsEmpty());
@@ -80,8 +79,7 @@ TEST_F(ChangesTest, AnUpdateThatChangesNothingIsNoChange) {
     db.update("QoSQueues", 1, {{"BufferLen", 64}});
     db.update(statusTable, internetRow, internetDown());
     settle();
-    EXPECT_EQ(log.count("info: WANoE is currently disabled"), 0U);
-    EXPECT_EQ(withoutTrace(log.messages()).size(), 4U) << "more than the settling changes was looked at";
+    EXPECT_EQ(looks(), 2U) << "more than the settling changes was looked at";
 }
 
 TEST_F(ChangesTest, DeletingTheInternetsRowTakesTheWanDown) {
@@ -131,7 +129,7 @@ TEST_F(ChangesTest, AnEthernetUplinkTakesOverWhenTheLineGoes) {
 // Every up must be followed by its down, whatever was coming in meanwhile.
 TEST_F(ChangesTest, QuickFlapsAreFollowedOneByOne) {
     startDaemon(smallGateway(), {});
-    constexpr std::size_t flaps = 15;
+    const std::size_t flaps = patience > Milliseconds(20'000) ? 4 : 15; // slow tools, fewer flaps
     for (std::size_t flap = 0; flap < flaps; ++flap) {
         db.update(statusTable, internetRow, internetUp());
         db.update(statusTable, internetRow, internetDown());

@@ -70,7 +70,7 @@ TEST_F(CommandFailuresTest, WhicheverCommandFailsAllAreTakenBackAndTheStatusIs0)
             }
         }
         EXPECT_EQ(daemon->commands().changes(), commands);
-        EXPECT_EQ(between(log.messages(), messages.front(), ""), messages);
+        EXPECT_EQ(from(log.messages(), messages.front()), messages);
         EXPECT_THAT(daemon->commands().objects(), IsEmpty());
     }
 }

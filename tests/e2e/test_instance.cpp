@@ -91,6 +91,7 @@ TEST_F(InstanceTest, ASecondInstanceIsRefusedInForegroundAndBackground) {
 
 TEST_F(InstanceTest, TheFileOfAKilledInstanceHoldsNothingUp) {
     Process killed = startInBackground();
+    ASSERT_TRUE(log.waitFor("info: Now starting confighandler..."));
     killed.signal(SIGKILL);
     killed.wait();
     ASSERT_TRUE(pidFileExists());

@@ -71,7 +71,7 @@ TEST_F(OutagesTest, AStopWhileTheServerIsAbsentIsPrompt) {
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(daemon->stop(SIGTERM), 0);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, Milliseconds(1000));
-    EXPECT_EQ(withoutTrace(log.messages()).back(), "info: pacerd_ng is called to go down, do so...");
+    EXPECT_TRUE(log.has("info: pacerd_ng is called to go down, do so..."));
 }
 
 TEST_F(OutagesTest, AfterAnOutageEveryWatchedTableCountsAsChanged) {
@@ -90,7 +90,7 @@ TEST_F(OutagesTest, AfterAnOutageEveryWatchedTableCountsAsChanged) {
     EXPECT_TRUE(log.waitFor("info: detected 'ProviderInternet' is up", watchedTables));
     log.clear();
     settle();
-    EXPECT_EQ(log.count("info: detected 'ProviderInternet' is up"), 2U); // the settling changes alone
+    EXPECT_EQ(looks(), 2U) << "more than the settling changes was looked at";
     EXPECT_FALSE(log.has("info: initial startup in progress"));
     EXPECT_THAT(daemon->commands().all(), IsEmpty()) << "nothing has changed, so nothing is to be done";
 }

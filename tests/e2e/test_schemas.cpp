@@ -67,7 +67,7 @@ TEST_F(SchemasTest, MoreTablesAndColumnsAreNoneOfItsBusiness) {
     log.clear();
     db.insert("Firewall", {{"Rule", "drop"}});
     settle();
-    EXPECT_EQ(withoutTrace(log.messages()).size(), 4U) << "the other table's change was looked at";
+    EXPECT_EQ(looks(), 2U) << "the other table's change was looked at";
     EXPECT_EQ(daemon->stop(SIGTERM), 0);
     EXPECT_THAT(daemon->commands().objects(), IsEmpty());
     expectNoErrors();

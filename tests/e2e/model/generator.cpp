@@ -22,10 +22,10 @@ constexpr std::initializer_list<const char*> awkwardNames = {
 } // namespace
 
 Generator::Generator(Random& random, const Json& schema)
-    : random_(random), schema_(schema), oddness_(random.oneOf({0U, 3U, 12U, 40U})) {}
+    : random_(random), schema_(schema), oddness_(random.oneOf({0U, 5U, 15U, 40U})) {}
 
 void Generator::odd(Json& row, const char* column, const Json& value, unsigned percent) {
-    if (random_.chance(oddness_) && random_.chance(percent * 5)) {
+    if (random_.chance(oddness_) && random_.chance(percent * 8)) {
         if (random_.chance(25)) {
             row.erase(column);
         } else {
@@ -39,7 +39,7 @@ Json Generator::flag() {
 }
 
 std::string Generator::name(const char* kind, int id) {
-    if (random_.chance(oddness_ / 6)) {
+    if (random_.chance(oddness_ / 4)) {
         return random_.text(awkwardNames);
     }
     return kind + std::to_string(id);
@@ -71,7 +71,7 @@ Json Generator::node(int id, const std::string& name, const std::string& type, c
 
 void Generator::addNodes(Json& gateway) {
     Json& rows = gateway["NetworkSetupNode"] = Json::array();
-    int id = static_cast<int>(random_.below(3));
+    int id = 1 + static_cast<int>(random_.below(3));
     interfaces_.clear();
     const auto add = [&](const std::string& name, const std::string& type, const std::string& parent) {
         rows.push_back(node(++id, name, type, parent));
@@ -100,6 +100,13 @@ void Generator::addNodes(Json& gateway) {
                 below = above;
             }
         }
+    }
+    if (!rows.empty() && random_.chance(oddness_ / 4)) {
+        // A second row of a root's name, which is found first where the name is looked up.
+        Json twin = rows.front();
+        twin["Id"] = 0;
+        twin["Type"] = random_.text({"Bridge", "VLAN", "WANoE"});
+        rows.insert(rows.begin(), twin);
     }
     if (random_.chance(oddness_ / 6)) {
         add("lost0", "PPP", random_.text({"missing0", ""}));
@@ -239,7 +246,7 @@ Json Generator::dscpMatch() {
         return dscp;
     }
     // Texts survive fitted() only where the column is one.
-    return random_.oneOf<Json>({" 46", "46abc", "-1", "+7", "0x2e", 0, 64, -2, "0"});
+    return random_.oneOf<Json>({" 46", "46abc", "-1", "+7", "0x2e", 0, 64, -2, -2, "-2"});
 }
 
 Json Generator::rule(int id) {
@@ -263,8 +270,8 @@ Json Generator::rule(int id) {
         maybe(column, flag(), 30);
     }
     maybe("DSCPMatch", dscpMatch(), 40);
-    maybe("TCPACK", 1, row["Protocol"] == "tcp" ? 20 : oddness_ / 8);
-    maybe("DSCPMatchExclude", random_.oneOf({0, 1, 2}), oddness_ / 4);
+    maybe("TCPACK", flag(), row["Protocol"] == "tcp" ? 25 : oddness_ / 8);
+    maybe("DSCPMatchExclude", random_.oneOf({0, 1, 2}), oddness_ / 2);
     odd(row, "Protocol", random_.text({"", "UDP", "icmp", "tcp "}), 2);
     odd(row, "QoSClassificationActionId", random_.oneOf({0, 77, -1}), 1);
     if (random_.chance(oddness_ / 4)) {

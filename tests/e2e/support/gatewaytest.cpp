@@ -65,16 +65,22 @@ void GatewayTest::settle() {
     }
 }
 
+std::size_t GatewayTest::looks() const {
+    const Texts messages = log.messages();
+    return static_cast<std::size_t>(
+        std::count_if(messages.begin(), messages.end(), [](const std::string& message) {
+            return message.starts_with("info: DSL has state '");
+        }));
+}
+
 void GatewayTest::expectNoErrors() const {
     for (const std::string& message : log.messages()) {
         EXPECT_FALSE(message.starts_with("error")) << message;
     }
 }
 
-Texts between(const Texts& messages, const std::string& first, const std::string& last) {
-    const auto begin = std::find(messages.begin(), messages.end(), first);
-    const auto end = std::find(begin, messages.end(), last);
-    return {begin, end == messages.end() ? end : end + 1};
+Texts from(const Texts& messages, const std::string& first) {
+    return {std::find(messages.begin(), messages.end(), first), messages.end()};
 }
 
 bool isDaemonSource(const std::string& file) {
@@ -83,23 +89,6 @@ bool isDaemonSource(const std::string& file) {
                                               "queues.cpp",    "classifier.cpp",    "shaper.cpp",
                                               "ifmap.cpp",     "pcpmap.cpp",        "fapiqosconnector.cpp"};
     return all.count(file) > 0;
-}
-
-Texts daemonMessages(const std::vector<LogLine>& lines) {
-    Texts result;
-    for (const LogLine& line : lines) {
-        if (isDaemonSource(line.source)) {
-            result.push_back(levelAndText(line));
-        }
-    }
-    return result;
-}
-
-Texts withoutTrace(const Texts& messages) {
-    Texts result;
-    std::copy_if(messages.begin(), messages.end(), std::back_inserter(result),
-                 [](const std::string& message) { return !message.starts_with("trace"); });
-    return result;
 }
 
 } // namespace e2e

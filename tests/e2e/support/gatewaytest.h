@@ -38,9 +38,12 @@ class GatewayTest : public ::testing::Test {
     void bringUp();
     void takeDown();
 
-    // Returns when the daemon has taken in every change so far: it answers to one more, a row without
-    // meaning.
+    // Returns when the daemon is done with every change so far: it looks at one more, which has no meaning.
+    // What it says after that look's first message may still come.
     void settle();
+
+    // How often the daemon has looked whether the WAN is up.
+    std::size_t looks() const;
 
     void expectNoErrors() const;
 
@@ -53,14 +56,9 @@ class GatewayTest : public ::testing::Test {
     int settled_ = 0;
 };
 
-// Messages from `first` on, up to and including `last`.
-Texts between(const Texts& messages, const std::string& first, const std::string& last);
+// The messages from that one on.
+Texts from(const Texts& messages, const std::string& first);
 
 // The source files of the daemon itself; other messages are the platform's, which may say more or less.
 bool isDaemonSource(const std::string& file);
-Texts daemonMessages(const std::vector<LogLine>& lines);
-
-// The messages without those of level "trace".
-Texts withoutTrace(const Texts& messages);
-
 } // namespace e2e

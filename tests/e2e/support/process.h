@@ -14,7 +14,11 @@ namespace e2e {
 using Milliseconds = std::chrono::milliseconds;
 
 // Long enough for a loaded machine; a test that waits this long has failed.
+#ifdef E2E_SANITIZED
+inline constexpr Milliseconds patience{60'000};
+#else
 inline constexpr Milliseconds patience{20'000};
+#endif
 
 struct Command {
     std::vector<std::string> words;
