@@ -44,13 +44,16 @@ void FrameSplitter::clear() {
 
 void FrameSplitter::scan() {
     while (!ready() && scanned_ < buffer_.size()) {
-        const char byte = buffer_[scanned_];
-        if (depth_ == 0 && isBlank(byte)) {
+        if (depth_ == 0 && isBlank(buffer_[scanned_])) {
             start_ = ++scanned_;
             continue;
         }
-        step(byte);
-        ++scanned_;
+        if (inString_ && !escaped_) {
+            skipPlainText();
+        }
+        if (scanned_ < buffer_.size()) {
+            step(buffer_[scanned_++]);
+        }
         if (scanned_ - start_ > maxBytes_) {
             fault_ = "a message of more than " + std::to_string(maxBytes_) + " bytes";
         }
@@ -59,6 +62,16 @@ void FrameSplitter::scan() {
         buffer_.clear();
         start_ = scanned_ = 0;
     }
+}
+
+// Most of a database is the inside of strings.
+void FrameSplitter::skipPlainText() {
+    const char* const end = buffer_.data() + buffer_.size();
+    const char* next = buffer_.data() + scanned_;
+    while (next != end && *next != '"' && *next != '\\') {
+        ++next;
+    }
+    scanned_ = static_cast<std::size_t>(next - buffer_.data());
 }
 
 void FrameSplitter::step(char byte) {

@@ -40,6 +40,7 @@ class FrameSplitter {
 
   private:
     void scan();
+    void skipPlainText();
     void step(char byte);
     void dropTaken();
 

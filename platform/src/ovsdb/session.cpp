@@ -52,7 +52,7 @@ bool Change::touches(const std::string& table) const {
 }
 
 Session::Session(SessionOptions options, SessionObserver& observer)
-    : options_(std::move(options)), observer_(observer) {}
+    : options_(std::move(options)), observer_(observer), splitter_(options_.maxBytes) {}
 
 bool Session::start() {
     stopped_ = false;
@@ -395,7 +395,7 @@ void Session::handleForWaiter(std::string text) {
     if (snapshot || (call && message["method"] != "echo")) {
         snapshotInInbox_ = snapshotInInbox_ || snapshot;
         inboxBytes_ += text.size();
-        if (inboxBytes_ > FrameSplitter::defaultMaxBytes) {
+        if (inboxBytes_ > options_.maxBytes) {
             throw ProtocolError("more changes than can be kept");
         }
         inbox_.push_back(std::move(text));

@@ -26,6 +26,8 @@ struct SessionOptions {
     bool reconnect = true;
     // User ids that may own the server's end of the socket.
     std::vector<uid_t> trustedUsers = {0, ::geteuid()};
+    // Bytes of one message, and of all changes that are kept while an operation waits.
+    std::size_t maxBytes = FrameSplitter::defaultMaxBytes;
     RowGuard guard;
 };
 

@@ -1,5 +1,6 @@
 #include "fakeserver.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -62,6 +63,11 @@ bool FakePeer::update(const Json& tables) {
 void FakePeer::waitUntilClosed() {
     while (read()) {
     }
+}
+
+void FakePeer::sleepUntilClosed() const {
+    pollfd polled = {fd_, POLLRDHUP, 0};
+    ::poll(&polled, 1, -1);
 }
 
 std::string uuidOf(int number) {

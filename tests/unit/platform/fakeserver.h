@@ -33,6 +33,8 @@ class FakePeer {
 
     // Reads and forgets until the client has gone.
     void waitUntilClosed();
+    // The same without reading.
+    void sleepUntilClosed() const;
 
   private:
     int fd_;

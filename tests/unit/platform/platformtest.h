@@ -67,7 +67,7 @@ class RecordingHandler : public cfg::IConfigHandler {
 // error or warning that no test has taken fails it.
 class PlatformTest : public testing::Test {
   protected:
-    static constexpr std::chrono::seconds patience{10};
+    static constexpr std::chrono::seconds patience{30};
 
     ~PlatformTest() override;
 

@@ -10,6 +10,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -145,34 +146,44 @@ TEST_F(DaemonTest, a_holder_that_has_not_written_its_id_yet_still_holds) {
 }
 
 TEST_F(DaemonTest, of_many_that_start_at_once_exactly_one_wins) {
+    constexpr std::size_t starters = 6;
     for (int round = 0; round < 30; ++round) {
-        std::array<int, 2> gate = {-1, -1};
-        ASSERT_EQ(::pipe2(gate.data(), O_CLOEXEC), 0);
-        std::vector<pid_t> starters;
-        for (int i = 0; i < 6; ++i) {
-            starters.push_back(inProcess([&] {
+        std::array<int, 2> start = {-1, -1}; // closed: off
+        std::array<int, 2> results = {-1, -1};
+        std::array<int, 2> end = {-1, -1}; // closed: everybody has his result
+        ASSERT_EQ(::pipe2(start.data(), O_CLOEXEC), 0);
+        ASSERT_EQ(::pipe2(results.data(), O_CLOEXEC), 0);
+        ASSERT_EQ(::pipe2(end.data(), O_CLOEXEC), 0);
+        std::vector<pid_t> processes;
+        for (std::size_t i = 0; i < starters; ++i) {
+            processes.push_back(inProcess([&] {
                 const auto mine = another();
-                ::close(gate[1]);
+                ::close(start[1]);
+                ::close(end[1]);
                 char byte = 0;
-                [[maybe_unused]] const ssize_t opened = ::read(gate[0], &byte, 1);
+                bool ok = ::read(start[0], &byte, 1) == 0;
                 ZEL_Daemon_deletePidFile(*mine); // as the daemon does
                 const PidFile result = ZEL_Daemon_createPidFile(*mine);
-                // The winner lives until the others have given up.
-                ::usleep(result == PidFile::written ? 250'000 : 0);
-                const bool own =
-                    result == PidFile::written && std::stol(readFile(file)) == static_cast<long>(::getpid());
-                return own ? 10 : static_cast<int>(result);
+                byte = result == PidFile::written ? 'w' : result == PidFile::heldByOther ? 'o' : 'f';
+                ok = ok && ::write(results[1], &byte, 1) == 1 && ::read(end[0], &byte, 1) == 0;
+                ok = ok && (result != PidFile::written || std::stol(readFile(file)) == ::getpid());
+                return ok ? 0 : 1;
             }));
         }
-        ::close(gate[0]);
-        ::close(gate[1]);
-        int winners = 0;
-        for (const pid_t starter : starters) {
-            const int result = resultOf(starter);
-            winners += result == 10 ? 1 : 0;
-            EXPECT_TRUE(result == 10 || result == static_cast<int>(PidFile::heldByOther)) << result;
+        ::close(start[1]);
+        std::string all;
+        for (char byte = 0; all.size() < starters && ::read(results[0], &byte, 1) == 1;) {
+            all += byte;
         }
-        ASSERT_EQ(winners, 1) << "round " << round;
+        ::close(end[1]);
+        for (const pid_t process : processes) {
+            EXPECT_EQ(resultOf(process), 0);
+        }
+        for (const int fd : {start[0], results[0], results[1], end[0]}) {
+            ::close(fd);
+        }
+        std::sort(all.begin(), all.end());
+        ASSERT_EQ(all, "ooooow") << "round " << round;
     }
 }
 

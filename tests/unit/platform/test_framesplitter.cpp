@@ -148,6 +148,19 @@ TEST(FrameSplitter, begins_anew_after_clear) {
     EXPECT_THROW(splitter.next(), ProtocolError) << "the limits outlive clear()";
 }
 
+TEST(FrameSplitter, takes_64_MiB_and_not_a_byte_more) {
+    constexpr std::size_t limit = std::size_t{64} << 20;
+    FrameSplitter splitter;
+    splitter.append("{\"a\":\"");
+    splitter.append(std::string(limit - 8, 'x'));
+    EXPECT_FALSE(splitter.ready());
+    splitter.append("\"}");
+    EXPECT_EQ(splitter.next()->size(), limit);
+    splitter.append("{\"a\":\"");
+    splitter.append(std::string(limit - 5, 'x'));
+    EXPECT_THROW(splitter.next(), ProtocolError);
+}
+
 // Looking at every byte anew with each piece would take hours here.
 TEST(FrameSplitter, looks_at_each_byte_once) {
     FrameSplitter splitter;

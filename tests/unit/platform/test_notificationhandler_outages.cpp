@@ -109,7 +109,7 @@ TEST_F(OutagesTest, a_frozen_server_holds_nobody_up) {
     EXPECT_EQ(client().size("QoSQueues", count).value(), 0);
     EXPECT_EQ(dispatcher.handleEvents(50), 0);
     notification->process();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
     real.signal(SIGCONT);
     OtherClient(socketPath).insert("QoSQueues", {{"Id", 1}});
     EXPECT_TRUE(loopUntilCalled("check:QoSQueues"));
@@ -146,7 +146,7 @@ TEST_F(OutagesTest, a_stop_signal_ends_a_write_at_once) {
     }
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(client().deleteAll("QoSQueues").value(), 2);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
     EXPECT_EQ(stopped, 1);
     EXPECT_EQ(dispatcher.handleEvents(10'000), 0);
     ::waitpid(sender, nullptr, 0);
@@ -183,7 +183,7 @@ TEST_F(OutagesTest, a_server_without_an_answer_gives_a_read_2) {
     unsigned count = 0;
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(client().size("QoSQueues", count).value(), 2);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
 }
 
 TEST_F(OutagesTest, a_server_that_never_answers_is_an_outage_in_the_end) {

@@ -40,7 +40,7 @@ class SessionTest : public testing::Test {
         return {.socketPath = path,
                 .database = "Db",
                 .tables = {"T"},
-                .answerTimeout = milliseconds(5000),
+                .answerTimeout = milliseconds(20'000),
                 .reconnectPause = milliseconds(20),
                 .guard = {}};
     }
@@ -48,7 +48,7 @@ class SessionTest : public testing::Test {
 
     // Polls and processes until the condition holds; collects the changes.
     bool runUntil(const std::function<bool()>& condition) {
-        const auto end = Session::Clock::now() + std::chrono::seconds(10);
+        const auto end = Session::Clock::now() + std::chrono::seconds(30);
         while (!condition() && Session::Clock::now() < end) {
             pollfd polled = {session->descriptor(), session->pollEvents(), 0};
             ::poll(&polled, 1, session->hasWork() ? 0 : 5);
@@ -148,14 +148,17 @@ TEST_F(SessionTest, reports_the_snapshot_and_then_each_update_alone) {
 TEST_F(SessionTest, reads_on_only_when_everything_it_has_is_taken_in) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
         serve(peer);
-        while (peer.update({{"T", rowOf(1, {{"Id", 1}, {"Name", std::string(5000, 'x')}})}})) {
+        const Json tables = {{"T", rowOf(1, {{"Id", 1}, {"Name", std::string(500, 'x')}})}};
+        const std::string update =
+            Json{{"id", nullptr}, {"method", "update"}, {"params", {"replica", tables}}}.dump();
+        while (peer.send(update)) {
         }
     });
     open(options());
     session->start();
     ASSERT_TRUE(runUntilLive());
     // A flood: each call takes one update; what waits is in the socket and not in this process.
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 500; ++i) {
         const std::size_t before = changes.size();
         ASSERT_TRUE(runUntil([&] { return changes.size() > before; }));
         ASSERT_EQ(changes.size(), before + 1);
@@ -298,6 +301,7 @@ TEST_P(MisbehavingServer, is_reported_once_and_tried_again) {
     SessionOptions limited = options();
     const bool isSilence = GetParam().reason.rfind("gave no answer", 0) == 0;
     limited.answerTimeout = milliseconds(isSilence ? 60 : 20'000);
+    limited.maxBytes = 1 << 20;
     open(limited);
     session->start();
     ASSERT_TRUE(runUntilLive());
@@ -351,13 +355,13 @@ const std::vector<Misbehaviour> misbehaviours = {
     {"sends_half_a_message", sends("{\"id\":1,\"result\":"), "gave no answer within 60 ms"},
     {"sends_a_message_that_never_ends",
      [](FakePeer& peer) {
-         const std::string piece(1 << 20, 'x');
+         const std::string piece(10'000, 'x');
          for (bool alive = peer.send("{\"a\":\""); alive;) {
              alive = peer.send(piece);
          }
      },
-     "sent a message of more than 67108864 bytes"},
-    {"nests_deeply", sends("{\"a\":" + std::string(1'000'000, '[')),
+     "sent a message of more than 1048576 bytes"},
+    {"nests_deeply", sends("{\"a\":" + std::string(100'000, '[')),
      "sent a message nested deeper than 64 levels"},
     {"answers_what_nobody_asked", sends("{}"), "sent an answer to nothing"},
     {"has_no_such_database",

@@ -28,12 +28,13 @@ Json schema() {
 // Operations that wait for the server's answer.
 class SessionWaitsTest : public testing::Test {
   protected:
-    void open(milliseconds answerTimeout = milliseconds(5000)) {
+    void open(milliseconds answerTimeout = milliseconds(20'000)) {
         session.emplace(SessionOptions{.socketPath = path,
                                        .database = "Db",
                                        .tables = {"T"},
                                        .answerTimeout = answerTimeout,
                                        .reconnectPause = milliseconds(10'000),
+                                       .maxBytes = 1 << 20,
                                        .guard = {}},
                         observer);
     }
@@ -43,6 +44,9 @@ class SessionWaitsTest : public testing::Test {
         action();
         return std::chrono::duration_cast<milliseconds>(Session::Clock::now() - begin);
     }
+
+    // Far more than anything takes here, and far less than what a wait would take that does not end.
+    static constexpr milliseconds patience{15'000};
 
     std::size_t rows() const { return session->replica()->find("T")->rows().size(); }
 
@@ -56,11 +60,11 @@ class SessionWaitsTest : public testing::Test {
 TEST_F(SessionWaitsTest, without_a_server_they_return_at_once) {
     open();
     EXPECT_LT(timed([&] {
-                  EXPECT_EQ(session->waitForSnapshot(milliseconds(5000)), Status::notConnected);
+                  EXPECT_EQ(session->waitForSnapshot(patience), Status::notConnected);
                   EXPECT_EQ(session->waitForSchema(), Status::notConnected);
                   EXPECT_EQ(session->transact(nothing).status, Status::notConnected);
               }),
-              milliseconds(2000));
+              patience);
 }
 
 TEST_F(SessionWaitsTest, they_connect_without_waiting_for_the_pause_to_end) {
@@ -71,7 +75,7 @@ TEST_F(SessionWaitsTest, they_connect_without_waiting_for_the_pause_to_end) {
         peer.answerMonitor({{"T", rowOf(1, {{"Id", 1}})}});
         peer.waitUntilClosed();
     });
-    EXPECT_EQ(session->waitForSnapshot(milliseconds(5000)), Status::answered);
+    EXPECT_EQ(session->waitForSnapshot(patience), Status::answered);
     EXPECT_EQ(rows(), 1U);
     EXPECT_TRUE(session->hasWork()) << "process() has still to report the snapshot";
     const auto change = session->process();
@@ -93,7 +97,7 @@ TEST_F(SessionWaitsTest, a_transaction_gets_its_own_answer_and_leaves_the_change
         peer.waitUntilClosed();
     });
     open();
-    ASSERT_EQ(session->waitForSnapshot(milliseconds(5000)), Status::answered);
+    ASSERT_EQ(session->waitForSnapshot(patience), Status::answered);
     session->process();
     const TransactResult result = session->transact(nothing);
     ASSERT_EQ(result.status, Status::answered);
@@ -147,7 +151,7 @@ TEST_F(SessionWaitsTest, a_server_that_does_not_answer_in_time_counts_as_lost) {
     open(milliseconds(150));
     const milliseconds time = timed([&] { EXPECT_EQ(session->transact(nothing).status, Status::noAnswer); });
     EXPECT_GE(time, milliseconds(150));
-    EXPECT_LT(time, milliseconds(3000));
+    EXPECT_LT(time, patience);
     EXPECT_EQ(session->lastOutage(), "gave no answer within 150 ms");
     EXPECT_EQ(session->descriptor(), -1);
 }
@@ -156,20 +160,20 @@ TEST_F(SessionWaitsTest, a_server_that_reads_nothing_holds_nobody_up_for_longer)
     const FakeServer server(path, [&](FakePeer& peer, int) {
         peer.answerSchema(schema());
         peer.answerMonitor();
-        ::usleep(1'000'000);
+        peer.sleepUntilClosed();
     });
-    open(milliseconds(150));
+    open(milliseconds(500));
     Transaction large;
-    large.comment(std::string(8'000'000, 'x'));
-    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(large).status, Status::noAnswer); }),
-              milliseconds(900));
+    large.comment(std::string(1'000'000, 'x'));
+    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(large).status, Status::noAnswer); }), patience);
+    EXPECT_EQ(session->lastOutage(), "gave no answer within 500 ms");
 }
 
 TEST_F(SessionWaitsTest, a_reader_does_not_wait_as_long_as_the_connection_does) {
     const FakeServer server(path, [&](FakePeer& peer, int) { peer.waitUntilClosed(); });
     open(milliseconds(60'000));
     EXPECT_LT(timed([&] { EXPECT_EQ(session->waitForSnapshot(milliseconds(100)), Status::noAnswer); }),
-              milliseconds(3000));
+              patience);
     EXPECT_NE(session->descriptor(), -1) << "which goes on waiting";
     EXPECT_EQ(session->lastOutage(), "");
 }
@@ -181,8 +185,7 @@ TEST_F(SessionWaitsTest, a_server_that_goes_away_meanwhile_is_not_waited_for) {
         peer.read();
     });
     open();
-    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(nothing).status, Status::notConnected); }),
-              milliseconds(3000));
+    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(nothing).status, Status::notConnected); }), patience);
     EXPECT_EQ(session->lastOutage(), "is gone: closed by the server");
 }
 
@@ -208,16 +211,14 @@ TEST_F(SessionWaitsTest, the_interrupt_ends_every_wait_and_stays_set) {
     const ovsdb::UniqueFd interrupt(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     open(milliseconds(60'000));
     session->setInterrupt(interrupt.get());
-    ASSERT_EQ(session->waitForSnapshot(milliseconds(5000)), Status::answered);
+    ASSERT_EQ(session->waitForSnapshot(patience), Status::answered);
     std::thread signal([&] {
         ::usleep(100'000);
         ASSERT_EQ(::eventfd_write(interrupt.get(), 1), 0);
     });
-    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(nothing).status, Status::noAnswer); }),
-              milliseconds(5000));
+    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(nothing).status, Status::noAnswer); }), patience);
     signal.join();
-    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(nothing).status, Status::noAnswer); }),
-              milliseconds(5000));
+    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(nothing).status, Status::noAnswer); }), patience);
     EXPECT_TRUE(session->isLive()) << "the server has done nothing wrong";
 }
 
@@ -226,7 +227,7 @@ TEST_F(SessionWaitsTest, changes_that_pile_up_behind_an_answer_have_a_limit) {
         peer.answerSchema(schema());
         peer.answerMonitor();
         peer.read();
-        const Json update = {{"T", rowOf(1, {{"Id", 1}, {"Name", std::string(1 << 20, 'x')}})}};
+        const Json update = {{"T", rowOf(1, {{"Id", 1}, {"Name", std::string(10'000, 'x')}})}};
         while (peer.update(update)) {
         }
     });

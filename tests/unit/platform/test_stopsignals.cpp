@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <optional>
 #include <random>
@@ -130,9 +132,12 @@ TEST_F(StopSignalsTest, ignored_and_default_signals_stay_as_they_are) {
 TEST_F(StopSignalsTest, errno_survives_a_signal) {
     StopSignals stopSignals;
     stopSignals.arm();
+    // Full, so that waking once more fails with EAGAIN.
+    ASSERT_EQ(::eventfd_write(stopSignals.descriptor(), UINT64_MAX - 1), 0);
     errno = E2BIG;
     std::raise(SIGTERM);
     EXPECT_EQ(errno, E2BIG);
+    EXPECT_TRUE(isReadable(stopSignals.descriptor()));
 }
 
 TEST_F(StopSignalsTest, commands_inherit_neither_a_blocked_nor_an_ignored_signal) {
@@ -162,6 +167,16 @@ TEST_F(StopSignalsTest, a_signal_between_the_flags_test_and_the_wait_ends_the_wa
         ASSERT_LT(Clock::now() - begin, std::chrono::seconds(5));
         stopped = 0;
     }
+}
+
+TEST_F(StopSignalsTest, a_signal_ends_one_wait_and_not_the_next) {
+    EventDispatcher dispatcher;
+    dispatcher.handleEvents(0);
+    std::raise(SIGTERM);
+    EXPECT_EQ(dispatcher.handleEvents(10'000), 0);
+    const auto begin = Clock::now();
+    EXPECT_EQ(dispatcher.handleEvents(60), 0);
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(60));
 }
 
 // The loop of the daemon against signals at every possible moment. A lost one would cost ten seconds.
