@@ -2,13 +2,26 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
 
+namespace {
+
+// Where the FAPI tools' package puts them, out of everybody's PATH: after what is there.
+void addToolsFolder() {
+    const char* path = std::getenv("PATH");
+    const std::string before = path == nullptr || *path == '\0' ? "" : std::string(path) + ":";
+    ::setenv("PATH", (before + PACERCTL_TOOLS_FOLDER).c_str(), 1);
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
     try {
+        addToolsFolder();
         const std::vector<std::string> arguments(argv + 1, argv + argc);
         return pacerctl::run(arguments, std::cout, std::cerr, ::isatty(STDOUT_FILENO) == 1);
     } catch (const std::exception& error) {
