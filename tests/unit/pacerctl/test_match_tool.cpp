@@ -10,7 +10,9 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <random>
 #include <sstream>
 
@@ -140,13 +142,14 @@ TEST(WhyNoMatch, AgreesWithTheClassifierToolOnEveryRuleAndPacket) {
         const Plan plan = makePlan(assumed, {Assume::nothing, CheckMode::assumeAbsent});
         const std::vector<std::string>& commands = plan.apply.at(2).commands;
         ASSERT_EQ(commands.size(), built.rules.size());
+        std::vector<fapi_rule> inKernel;
+        std::transform(commands.begin(), commands.end(), std::back_inserter(inKernel), ruleOf);
         PacketMaker maker;
         for (int i = 0; i < 5000; ++i) {
             const Packet packet = maker.make();
             const fapi_facts facts = factsOf(packet);
             for (std::size_t rule = 0; rule < commands.size(); ++rule) {
-                const fapi_rule inKernel = ruleOf(commands[rule]);
-                const bool expected = fapi_matches(&inKernel, &facts) != 0;
+                const bool expected = fapi_matches(&inKernel[rule], &facts) != 0;
                 const std::string why = whyNoMatch(*built.rules[rule].rule, packet);
                 ASSERT_EQ(why.empty(), expected) << commands[rule] << "\n" << packet.text() << "\n" << why;
                 matched += expected ? 1 : 0;
