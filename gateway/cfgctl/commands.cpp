@@ -170,7 +170,7 @@ long long nextId(Database& database, const std::string& table) {
 
 void insertRow(Database& database, const TableSchema& schema, const std::string& table, const FileRow& row) {
     Complaints complaints;
-    const Json complete = gateway::completeRow(schema, row, table, complaints);
+    const Json complete = gateway::completeRow(table, schema, row, table, complaints);
     if (!complaints.empty()) {
         refuse(std::move(complaints));
     }
@@ -254,7 +254,8 @@ void setRows(Database& database, const std::string& table, const Assignment& key
     const TableSchema& schema = requireTable(database, table);
     requireColumn(schema, table, key.first);
     Complaints complaints;
-    const Json changes = gateway::changedColumns(schema, toFileRow(schema, table, values), table, complaints);
+    const Json changes =
+        gateway::changedColumns(table, schema, toFileRow(schema, table, values), table, complaints);
     if (!complaints.empty()) {
         refuse(std::move(complaints));
     }

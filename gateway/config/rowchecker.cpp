@@ -1,6 +1,7 @@
 #include "config/rowchecker.h"
 
 #include "config/columnrules.h"
+#include "zel/wordrule.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -54,6 +55,21 @@ std::string complaint(const std::string& place, const std::string& column, const
     return place + ": column \"" + column + "\"" + what + "; allowed: " + allowedText(type);
 }
 
+// What the daemon would not let in is not written in the first place.
+void checkWord(const std::string& table, const std::string& column, const Json& value,
+               const std::string& place, Complaints& complaints) {
+    const zel::cfg::GatewayColumn* known = zel::cfg::findGatewayColumn(table, column);
+    if (known == nullptr || !value.is_string()) {
+        return;
+    }
+    const std::string why = zel::cfg::whyNoWord(known->kind, value.get_ref<const std::string&>());
+    if (!why.empty()) {
+        complaints.push_back(
+            place + ": column \"" + column + "\" " + why +
+            ", and becomes part of a command line; allowed: " + zel::cfg::allowedWord(known->kind));
+    }
+}
+
 } // namespace
 
 std::string unknownColumn(const ovsdb::TableSchema& table, const std::string& column) {
@@ -70,8 +86,8 @@ const ovsdb::TableSchema* findTable(const ovsdb::DatabaseSchema& schema, const s
     return found;
 }
 
-Json changedColumns(const ovsdb::TableSchema& table, const FileRow& row, const std::string& place,
-                    Complaints& complaints) {
+Json changedColumns(const std::string& tableName, const ovsdb::TableSchema& table, const FileRow& row,
+                    const std::string& place, Complaints& complaints) {
     Json result = Json::object();
     for (const auto& [column, value] : row) {
         const auto type = table.columns.find(column);
@@ -82,15 +98,17 @@ Json changedColumns(const ovsdb::TableSchema& table, const FileRow& row, const s
         const std::string why = whyNotAllowed(type->second, value);
         if (!why.empty()) {
             complaints.push_back(complaint(place, column, ": " + why, type->second));
+        } else {
+            checkWord(tableName, column, value, place, complaints);
         }
         result[column] = value;
     }
     return result;
 }
 
-Json completeRow(const ovsdb::TableSchema& table, const FileRow& row, const std::string& place,
-                 Complaints& complaints) {
-    Json result = changedColumns(table, row, place, complaints);
+Json completeRow(const std::string& tableName, const ovsdb::TableSchema& table, const FileRow& row,
+                 const std::string& place, Complaints& complaints) {
+    Json result = changedColumns(tableName, table, row, place, complaints);
     for (const auto& [column, type] : table.columns) {
         if (result.contains(column)) {
             continue;
@@ -115,7 +133,8 @@ std::vector<CheckedTable> checkFile(const ovsdb::DatabaseSchema& schema, const G
         CheckedTable& result = checked.emplace_back(CheckedTable{table.name, {}, {}});
         for (const FileRow& row : table.rows) {
             result.places.push_back(placeOf(fileName, table.name, result.places.size() + 1, row));
-            result.rows.push_back(completeRow(*tableSchema, row, result.places.back(), complaints));
+            result.rows.push_back(
+                completeRow(table.name, *tableSchema, row, result.places.back(), complaints));
         }
         checkIndexes(*tableSchema, result, complaints);
     }

@@ -14,12 +14,13 @@ using Complaints = std::vector<std::string>;
 
 // A row with a value for every column of its table, in the database's notation: {"Column": datum, ...}. What
 // the row leaves out gets its default. If complaints were added, the result is of no use.
-Json completeRow(const ovsdb::TableSchema& table, const FileRow& row, const std::string& place,
-                 Complaints& complaints);
+Json completeRow(const std::string& tableName, const ovsdb::TableSchema& table, const FileRow& row,
+                 const std::string& place, Complaints& complaints);
 
-// The values of a change to existing rows, nothing added.
-Json changedColumns(const ovsdb::TableSchema& table, const FileRow& row, const std::string& place,
-                    Complaints& complaints);
+// The values of a change to existing rows, nothing added. Besides the schema, words of the gateway's tables
+// have to keep to what a command line can take.
+Json changedColumns(const std::string& tableName, const ovsdb::TableSchema& table, const FileRow& row,
+                    const std::string& place, Complaints& complaints);
 
 struct CheckedTable {
     std::string name;

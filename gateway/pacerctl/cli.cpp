@@ -176,7 +176,12 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         if (listChecks) {
             return static_cast<int>(listLintChecks(terminal));
         }
-        const Snapshot snapshot = load(common);
+        Snapshot snapshot = load(common);
+        if (!lint->parsed()) { // which is there to show them
+            for (const std::string& dropped : snapshot.dropRefusedRows()) {
+                err << "pacerctl: " << printable(dropped) << '\n';
+            }
+        }
         if (plan->parsed()) {
             status = planCommand(terminal, snapshot, planOptions);
         } else if (lint->parsed()) {

@@ -5,6 +5,7 @@
 #include "ovsdb/datum.h"
 #include "ovsdb/session.h"
 #include "zel/gatewaytables.h"
+#include "zel/rowgate.h"
 
 #include <algorithm>
 #include <chrono>
@@ -98,6 +99,21 @@ void Snapshot::setTable(const std::string& table, Rows rows) {
         return left.getValue("Id").getInteger() < right.getValue("Id").getInteger();
     });
     tables_[table] = std::move(rows);
+}
+
+std::vector<std::string> Snapshot::dropRefusedRows() {
+    std::vector<std::string> dropped;
+    for (auto& [table, rows] : tables_) {
+        std::erase_if(rows, [&, name = table](const basalt::ValueList& row) {
+            const zel::cfg::RowFault fault = zel::cfg::findFault(name, row);
+            if (fault.column != nullptr) {
+                dropped.push_back(name + " Id=" + row.getValue("Id").getText() +
+                                  " does not exist for the daemon: its " + fault.column + " " + fault.why);
+            }
+            return fault.column != nullptr;
+        });
+    }
+    return dropped;
 }
 
 const Rows& Snapshot::rows(const std::string& table) const {

@@ -39,6 +39,10 @@ class Snapshot {
 
     std::vector<UnknownName> unknownNames;
 
+    // Takes out what the platform keeps from the daemon: rows whose words a shell or a tool would interpret.
+    // Returns a sentence about each.
+    std::vector<std::string> dropRefusedRows();
+
   private:
     std::string source_;
     std::map<std::string, Rows> tables_;

@@ -1,6 +1,7 @@
 // Traps in single values, whatever they mean.
 #include "pacerctl/lint/lint.h"
 #include "zel/gatewaytables.h"
+#include "zel/wordrule.h"
 
 #include <algorithm>
 #include <array>
@@ -16,17 +17,12 @@ using zel::cfg::GatewayColumn;
 using zel::cfg::GatewayTable;
 using zel::cfg::gatewayTables;
 
-constexpr std::size_t longestInterfaceName = 15; // the kernel's IFNAMSIZ, without the final zero
-constexpr std::size_t longestWord = 63;          // what the FAPI tools take as a name
+constexpr std::size_t longestName = 63; // what the FAPI tools take
 
 Findings::Row rowOf(const char* table, const basalt::ValueList& row) {
     const std::string name = row.getValue("Name").getText();
     return {table, row.getValue("Id").getInteger(),
             name.empty() ? row.getValue("InterfaceName").getText() : name};
-}
-
-bool isWord(const GatewayColumn& column) {
-    return column.kind == ColumnClass::word || column.kind == ColumnClass::interfaceName;
 }
 
 template <typename Check>
@@ -42,32 +38,15 @@ void forEachValue(const LintInput& input, Check check) {
     }
 }
 
-std::string quoteByte(char byte) {
-    static constexpr const char* digits = "0123456789abcdef";
-    const auto code = static_cast<unsigned char>(byte);
-    if (code > ' ' && code < 0x7F) {
-        return std::string("'") + byte + "'";
-    }
-    return std::string("the byte 0x") + digits[code >> 4U] + digits[code & 0xFU];
-}
-
 void shellText(const LintInput& input, Findings& findings) {
-    static const std::string harmless =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:/,+@%=-";
     forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
                             const GatewayColumn& column, const std::string& text) {
-        const std::size_t bad = text.find_first_not_of(harmless);
-        const bool negativeNumber = std::strcmp(column.name, "DSCPMatch") == 0;
-        const bool option = !text.empty() && text.front() == '-' && !negativeNumber;
-        if (!isWord(column) || (bad == std::string::npos && !option)) {
-            return;
+        const std::string why = zel::cfg::characterFault(text);
+        if (isWord(column.kind) && !why.empty()) {
+            findings.add(rowOf(table.name, row), column.name,
+                         why + ", and becomes part of a command line: for the daemon this row does not exist",
+                         "Use letters, digits and . _ : / , + @ % = - only, and no - in front.");
         }
-        findings.add(rowOf(table.name, row), column.name,
-                     (option
-                          ? std::string("begins with '-', which a tool takes for an option")
-                          : "holds " + quoteByte(text[bad]) + ", which a shell does not take as it stands") +
-                         ": this text becomes part of a command line",
-                     "Use letters, digits and . _ : / , + @ % = - only, and no - in front.");
     });
 }
 
@@ -91,10 +70,11 @@ void emptyName(const LintInput& input, Findings& findings) {
 void longInterfaceName(const LintInput& input, Findings& findings) {
     forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
                             const GatewayColumn& column, const std::string& text) {
-        if (column.kind == ColumnClass::interfaceName && text.size() > longestInterfaceName) {
+        if (column.kind == ColumnClass::interfaceName && text.size() > zel::cfg::longestInterfaceName) {
             findings.add(rowOf(table.name, row), column.name,
                          "'" + text + "' has " + std::to_string(text.size()) +
-                             " characters: Linux has no interface with more than 15",
+                             " characters, and Linux has no interface with more than 15: for the daemon this "
+                             "row does not exist",
                          "Write the interface's name as `ip link` shows it.");
         }
     });
@@ -103,7 +83,7 @@ void longInterfaceName(const LintInput& input, Findings& findings) {
 void longName(const LintInput& input, Findings& findings) {
     forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
                             const GatewayColumn& column, const std::string& text) {
-        if (column.kind == ColumnClass::word && text.size() > longestWord) {
+        if (column.kind == ColumnClass::word && text.size() > longestName) {
             findings.add(
                 rowOf(table.name, row), column.name,
                 "has " + std::to_string(text.size()) +
@@ -119,7 +99,7 @@ void longName(const LintInput& input, Findings& findings) {
 void derailsUndo(const LintInput& input, Findings& findings) {
     forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
                             const GatewayColumn& column, const std::string& text) {
-        if (isWord(column) && text.find("-A") != std::string::npos) {
+        if (isWord(column.kind) && text.find("-A") != std::string::npos) {
             findings.add(rowOf(table.name, row), column.name,
                          "'" + text +
                              "' contains -A: where the object exists already when the WAN comes up, the "
@@ -133,7 +113,7 @@ void flagInName(const LintInput& input, Findings& findings) {
     forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
                             const GatewayColumn& column, const std::string& text) {
         for (const char* flag : {"-M", "-D"}) {
-            if (isWord(column) && text.find(flag) != std::string::npos) {
+            if (isWord(column.kind) && text.find(flag) != std::string::npos) {
                 findings.add(
                     rowOf(table.name, row), column.name,
                     "'" + text + "' contains " + flag +

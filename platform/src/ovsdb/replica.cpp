@@ -46,14 +46,13 @@ const Json& object(const Json& json) {
 }
 
 // What a row is after an update; nothing if it is gone or not let in.
-std::optional<basalt::ValueList> newValues(const std::string& table, const Json& update,
-                                           const RowGuard& guard) {
+std::optional<basalt::ValueList> newValues(const std::string& table, const std::string& uuid,
+                                           const Json& update, const RowGuard& guard) {
     const auto wireRow = object(update).find("new");
-    if (wireRow == update.end()) {
-        return std::nullopt;
-    }
-    basalt::ValueList values = toRow(object(*wireRow));
-    return !guard || guard(table, values) ? std::optional(std::move(values)) : std::nullopt;
+    const bool gone = wireRow == update.end();
+    basalt::ValueList values = gone ? basalt::ValueList() : toRow(object(*wireRow));
+    const bool admitted = !guard || guard(table, uuid, values);
+    return admitted && !gone ? std::optional(std::move(values)) : std::nullopt;
 }
 
 } // namespace
@@ -155,7 +154,7 @@ std::vector<RowChange> Replica::apply(const Json& updates, const RowGuard& guard
         Pending& next = pending.emplace_back(Pending{table->second, {}});
         next.updates.reserve(object(rows).size());
         for (const auto& [uuid, row] : rows.items()) { // in ascending uuid, as the parser keeps its objects
-            next.updates.push_back({Uuid(uuid), newValues(name, row, guard)});
+            next.updates.push_back({Uuid(uuid), newValues(name, uuid, row, guard)});
             changes.push_back({name, uuid, {}, {}});
         }
         table->second.reserve(next.updates.size());

@@ -45,8 +45,10 @@ struct RowChange {
 };
 
 // Decides whether a row of the database is let into the replica. A row that is not let in does not exist for
-// any reader. Every row passes here, and each time it changes.
-using RowGuard = std::function<bool(const std::string& table, const basalt::ValueList& row)>;
+// any reader. Every row passes here with each connection, each time it changes, and, as an empty row, when it
+// goes.
+using RowGuard =
+    std::function<bool(const std::string& table, const std::string& uuid, const basalt::ValueList& row)>;
 
 class ReplicaTable {
   public:

@@ -1,5 +1,6 @@
 #include "zel/gatewaytables.h"
 
+#include <algorithm>
 #include <array>
 
 namespace zel::cfg {
@@ -8,11 +9,9 @@ namespace {
 
 using enum ColumnClass;
 
+// A parent only leads to the row of that interface, whose own name enters the command.
 constexpr GatewayColumn networkSetupNode[] = {
-    {"Id", number},
-    {"Enable", number},
-    {"InterfaceName", interfaceName},
-    {"ParentInterface", interfaceName},
+    {"Id", number},     {"Enable", number}, {"InterfaceName", interfaceName}, {"ParentInterface", freeText},
     {"Type", freeText},
 };
 
@@ -43,6 +42,7 @@ constexpr GatewayColumn qosClassificationAction[] = {
     {"TrafficClass", number}, {"QueueInterface", freeText},
 };
 
+// A DSCP is written as the number it reads as; protocols other than three known words yield no command.
 constexpr GatewayColumn qosClassification[] = {
     {"Id", number},
     {"Name", word},
@@ -59,7 +59,7 @@ constexpr GatewayColumn qosClassification[] = {
     {"SourcePortRange", word},
     {"SourcePortRangeExclude", number},
     {"TCPACK", number},
-    {"DSCPMatch", word},
+    {"DSCPMatch", number},
     {"DSCPMatchExclude", number},
 };
 
@@ -77,6 +77,22 @@ constexpr std::array<GatewayTable, 7> tables = {{
 
 std::span<const GatewayTable> gatewayTables() {
     return tables;
+}
+
+const GatewayTable* findGatewayTable(std::string_view table) {
+    const auto found = std::find_if(tables.begin(), tables.end(),
+                                    [&](const GatewayTable& each) { return each.name == table; });
+    return found == tables.end() ? nullptr : &*found;
+}
+
+const GatewayColumn* findGatewayColumn(std::string_view table, std::string_view column) {
+    const GatewayTable* known = findGatewayTable(table);
+    if (known == nullptr) {
+        return nullptr;
+    }
+    const auto found = std::find_if(known->columns.begin(), known->columns.end(),
+                                    [&](const GatewayColumn& each) { return each.name == column; });
+    return found == known->columns.end() ? nullptr : &*found;
 }
 
 } // namespace zel::cfg

@@ -2,6 +2,7 @@
 #include "ovsdb/session.h"
 #include "zel/configclient.h"
 #include "zel/gatewaytables.h"
+#include "zel/rowgate.h"
 
 #include <zel/cfg/notificationhandler.h>
 #include <zel/sysloglevel.h>
@@ -186,6 +187,9 @@ NotificationHandler::NotificationHandler(const std::string& socketPath,
     options.answerTimeout = std::chrono::seconds(answerSeconds);
     options.reconnectPause = std::chrono::milliseconds(reconnectMs);
     options.reconnect = reconnect;
+    options.guard = [gate = RowGate(ZEL_Sysloglevel_registerModul("configuration"))](
+                        const std::string& table, const std::string& uuid,
+                        const basalt::ValueList& row) mutable { return gate.admits(table, uuid, row); };
     impl_ = std::make_unique<Impl>(std::move(options), dispatcher, name, readOnly);
 }
 

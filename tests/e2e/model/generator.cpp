@@ -15,8 +15,8 @@ const std::vector<std::string>& providers() {
 
 // Names that are awkward for whoever builds command lines, undo commands or log lines from them.
 constexpr std::initializer_list<const char*> awkwardNames = {
-    "",     "x-A",   "-A",   "y-M",     "z-D",         "two words", "100%s%n", "it's",
-    "q\"q", "Küche", "a\nb", "$(true)", "back\\slash", "-M-A",      "<=> <=>", "root",
+    "",     "x-A",     "-A",          "y-M",  "z-D",     "two words", "100%s%n", "it's",  "q\"q",  "Küche",
+    "a\nb", "$(true)", "back\\slash", "-M-A", "<=> <=>", "root",      "100%s",   "a@b+c", "x=/,:", "x-D-M-A",
 };
 
 } // namespace
@@ -263,6 +263,7 @@ Json Generator::rule(int id) {
     };
     maybe("DestIP", random_.text({"10.0.0.2", "192.0.2.0/24", "", "2001:db8::/32"}), 40);
     maybe("SourceIP", random_.text({"192.168.1.10", ""}), 40);
+    odd(row, "SourceIP", random_.text({"10.0.0.1 10.0.0.2", "-1", "a'b"}), 1);
     maybe("DestPortRange", random_.text({"80", "5060:5061", ""}), 40);
     maybe("SourcePortRange", random_.text({"1024:65535", ""}), 30);
     for (const char* column :

@@ -1,6 +1,8 @@
 #include "snapshot.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 #include <stdexcept>
 
 namespace e2e::model {
@@ -22,6 +24,30 @@ Cell cellOf(const Json& value) {
         return Cell(value.get<bool>() ? 1LL : 0LL);
     }
     return value.is_string() ? Cell(value.get<std::string>()) : Cell(value.get<long long>());
+}
+
+// What the daemon passes to a shell without quoting: a row with anything else there is not let in.
+bool isFit(const std::string& text, std::size_t longest) {
+    const bool harmless = std::all_of(text.begin(), text.end(), [](unsigned char byte) {
+        return byte < 128 && (std::isalnum(byte) != 0 || std::strchr("._:/,+@%=-", byte) != nullptr) &&
+               byte != 0;
+    });
+    return harmless && !text.starts_with("-") && text.size() <= longest;
+}
+
+bool isLetIn(const std::string& table, const Row& row) {
+    constexpr std::size_t word = 64;
+    constexpr std::size_t interface = 15;
+    if (table == "NetworkSetupNode" || table == "QoSShaper") {
+        return isFit(row.text("InterfaceName"), interface);
+    }
+    if (table == "StatusNetifWatchLogical") {
+        return isFit(row.text("Interface"), interface);
+    }
+    return table != "QoSClassification" ||
+           (isFit(row.text("Name"), word) && isFit(row.text("DestIP"), word) &&
+            isFit(row.text("SourceIP"), word) && isFit(row.text("DestPortRange"), word) &&
+            isFit(row.text("SourcePortRange"), word));
 }
 
 std::map<long long, Json> byId(const Json& rows) {
@@ -88,7 +114,9 @@ Snapshot::Snapshot(const Json& configuration, const Json& schema) {
             for (const auto& [column, value] : columns.items()) {
                 row.cells[column] = cellOf(value);
             }
-            table.rows.push_back(row);
+            if (isLetIn(name, row)) {
+                table.rows.push_back(row);
+            }
         }
     }
 }

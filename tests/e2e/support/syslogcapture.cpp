@@ -36,9 +36,12 @@ std::string levelName(int priority) {
 // "<30>Nov 21 10:42:00 pacerd_ng[12]: dataflows.cpp:34: text", the text possibly over several lines.
 LogLine parse(const std::string& datagram, std::chrono::steady_clock::time_point received) {
     static const std::regex shape(
-        R"(<(\d+)>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d ([^\[]*)\[(\d+)\]: (?:([\w.]+):\d+: )?([^]*))");
+        R"(<(\d+)>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d ([^\[]*)\[(\d+)\]: (?:([\w.]+):\d+: )?)");
+    // The text may be longer than what the library's expressions can be asked about.
+    constexpr std::size_t longestHead = 500;
+    const std::string head = datagram.substr(0, longestHead);
     std::smatch match;
-    if (!std::regex_match(datagram, match, shape)) {
+    if (!std::regex_search(head, match, shape, std::regex_constants::match_continuous)) {
         return {"unreadable", -1, "", 0, "", datagram, received};
     }
     const int priority = std::atoi(match[1].str().c_str());
@@ -47,7 +50,7 @@ LogLine parse(const std::string& datagram, std::chrono::steady_clock::time_point
             match[2],
             static_cast<pid_t>(std::atoi(match[3].str().c_str())),
             match[4],
-            match[5],
+            datagram.substr(static_cast<std::size_t>(match.length())),
             received};
 }
 

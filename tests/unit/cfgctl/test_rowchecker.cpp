@@ -22,6 +22,7 @@ const ovsdb::DatabaseSchema& database() {
             "Weight": {"key": {"type": "integer", "minInteger": 0, "maxInteger": 100}},
             "Limit": {"key": "integer", "min": 0, "max": 1}
         },
+        "QoSShaper": {"Id": "integer", "InterfaceName": "string"},
         "StatusDsl": {"Id": "integer"}
     })");
     return schema;
@@ -78,10 +79,26 @@ TEST(CheckFile, ComplainsAboutUnknownColumns) {
 }
 
 TEST(CheckFile, ComplainsAboutUnknownTablesAndGoesOn) {
-    EXPECT_THAT(complaintsAbout(R"({"QosQueues": [{"Id": 1}], "StatusDsl": [{"Id": true}]})"),
-                ElementsAre(R"(dsl.json: unknown table "QosQueues"; the database has QoSQueues, StatusDsl)",
-                            R"(dsl.json: StatusDsl row 1: column "Id": true is not an integer; )"
-                            "allowed: an integer"));
+    EXPECT_THAT(
+        complaintsAbout(R"({"QosQueues": [{"Id": 1}], "StatusDsl": [{"Id": true}]})"),
+        ElementsAre(
+            R"(dsl.json: unknown table "QosQueues"; the database has QoSQueues, QoSShaper, StatusDsl)",
+            R"(dsl.json: StatusDsl row 1: column "Id": true is not an integer; )"
+            "allowed: an integer"));
+}
+
+TEST(CheckFile, ComplainsAboutWordsThatAShellWouldInterpret) {
+    EXPECT_THAT(
+        complaintsAbout(R"({"QoSShaper": [{"Id": 1, "InterfaceName": "eth0"},
+                                                  {"Id": 2, "InterfaceName": "eth0;reboot"},
+                                                  {"Id": 3, "InterfaceName": "-eth0"}]})"),
+        ElementsAre(
+            "dsl.json: QoSShaper row 2 (Id 2): column \"InterfaceName\" holds ';', and becomes part of "
+            "a command line; allowed: letters, digits and . _ : / , + @ % = -, no - in front, at most "
+            "15 characters",
+            "dsl.json: QoSShaper row 3 (Id 3): column \"InterfaceName\" begins with '-', and becomes "
+            "part of a command line; allowed: letters, digits and . _ : / , + @ % = -, no - in front, "
+            "at most 15 characters"));
 }
 
 TEST(CheckFile, ComplainsAboutAnIdThatIsUsedTwice) {
@@ -101,7 +118,7 @@ TEST(CheckFile, TakesNothingForAnOptionalColumnOnly) {
 TEST(ChangedColumns, AddsNothingToWhatIsNamed) {
     Complaints complaints;
     const ovsdb::TableSchema& table = *database().findTable("QoSQueues");
-    EXPECT_EQ(changedColumns(table, {{"Weight", 5}}, "QoSQueues", complaints),
+    EXPECT_EQ(changedColumns("QoSQueues", table, {{"Weight", 5}}, "QoSQueues", complaints),
               Json::parse(R"({"Weight": 5})"));
     EXPECT_THAT(complaints, IsEmpty());
 }
@@ -109,7 +126,7 @@ TEST(ChangedColumns, AddsNothingToWhatIsNamed) {
 TEST(ChangedColumns, ComplainsAboutTheNewValues) {
     Complaints complaints;
     const ovsdb::TableSchema& table = *database().findTable("QoSQueues");
-    changedColumns(table, {{"Weight", 101}, {"Wait", 1}}, "QoSQueues", complaints);
+    changedColumns("QoSQueues", table, {{"Weight", 101}, {"Wait", 1}}, "QoSQueues", complaints);
     EXPECT_THAT(
         complaints,
         ElementsAre(

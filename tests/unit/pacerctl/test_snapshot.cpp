@@ -87,6 +87,19 @@ TEST(Snapshot, SaysThatThereIsNoServer) {
     }
 }
 
+TEST(Snapshot, DropsTheRowsThatThePlatformKeepsFromTheDaemon) {
+    Snapshot snapshot = parseSnapshot("f", R"({"QoSShaper": [{"Id": 1, "InterfaceName": "eth0"},
+                                                             {"Id": 2, "InterfaceName": "a b"}],
+                                               "QoSQueues": [{"Id": 1, "Name": "a b"}]})");
+    EXPECT_EQ(snapshot.dropRefusedRows(),
+              std::vector<std::string>{
+                  "QoSShaper Id=2 does not exist for the daemon: its InterfaceName holds ' '"});
+    ASSERT_EQ(snapshot.rows("QoSShaper").size(), 1U);
+    EXPECT_EQ(snapshot.rows("QoSShaper")[0].getValue("Id").getInteger(), 1);
+    EXPECT_EQ(snapshot.rows("QoSQueues").size(), 1U);
+    EXPECT_TRUE(snapshot.dropRefusedRows().empty());
+}
+
 TEST(SnapshotClient, AnswersLikeThePlatform) {
     const Snapshot snapshot = test::example("minimal");
     const SnapshotClient client(snapshot);

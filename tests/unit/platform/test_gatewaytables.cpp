@@ -54,6 +54,15 @@ TEST(GatewayTables, knows_which_texts_become_part_of_a_command) {
         EXPECT_EQ(classOf("QoSClassification", column), ColumnClass::word) << column;
     }
     EXPECT_EQ(classOf("StatusDsl", "StatusString"), ColumnClass::freeText);
+    EXPECT_EQ(classOf("NetworkSetupNode", "ParentInterface"), ColumnClass::freeText) << "only leads to a row";
+    EXPECT_EQ(classOf("QoSClassification", "DSCPMatch"), ColumnClass::number) << "-1 is no option there";
+}
+
+TEST(GatewayTables, finds_tables_and_columns_by_name) {
+    EXPECT_STREQ(zel::cfg::findGatewayColumn("QoSShaper", "ShapingRate")->name, "ShapingRate");
+    EXPECT_EQ(zel::cfg::findGatewayColumn("QoSShaper", "Name"), nullptr);
+    EXPECT_EQ(zel::cfg::findGatewayColumn("Shaper", "Id"), nullptr);
+    EXPECT_EQ(zel::cfg::findGatewayTable("qosshaper"), nullptr);
 }
 
 } // namespace

@@ -60,6 +60,30 @@ TEST_F(NotificationHandlerTest, the_initial_call_comes_from_the_first_process_an
     EXPECT_THAT(handler.calls, IsEmpty());
 }
 
+TEST_F(NotificationHandlerTest, a_row_with_something_to_interpret_is_absent_until_it_is_mended) {
+    other.insert("QoSClassification", {{"Id", 1}, {"Name", "voip"}});
+    other.insert("QoSClassification", {{"Id", 2}, {"Name", "a;reboot"}});
+    startLive();
+    unsigned count = 0;
+    basalt::ValueList row;
+    EXPECT_EQ(client().size("QoSClassification", count).value(), 0);
+    EXPECT_EQ(count, 1U);
+    EXPECT_EQ(client().selectKey("QoSClassification", "Id", "2", {}, row).value(), 10);
+    EXPECT_EQ(log.takeTexts(LOG_ERR).size(), 1U);
+    server.signal(SIGKILL);
+    ASSERT_TRUE(loopUntil([&] { return log.count() > 0; }));
+    server.start();
+    ASSERT_TRUE(loopUntilCalled("check:QoSClassification"));
+    EXPECT_EQ(log.takeTexts(LOG_ERR).size(), 1U) << "the outage alone";
+    ovsdb::Transaction mending;
+    mending.update("QoSClassification", ovsdb::Json::array({ovsdb::condition("Id", "==", 2)}),
+                   {{"Name", "a"}});
+    OtherClient(socketPath).transact(mending);
+    ASSERT_TRUE(
+        loopUntil([&] { return client().size("QoSClassification", count).value() == 0 && count == 2; }));
+    log.take();
+}
+
 TEST_F(NotificationHandlerTest, processConfigChange_follows_a_true_directly_and_nothing_else) {
     handler.onCheck = [](const IConfigClient&, const std::string& table) { return table == "StatusDsl"; };
     startLive();

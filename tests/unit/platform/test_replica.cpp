@@ -148,7 +148,7 @@ TEST_F(ReplicaTest, passes_over_tables_that_it_does_not_hold) {
 }
 
 TEST_F(ReplicaTest, a_row_that_its_guard_refuses_does_not_exist) {
-    const ovsdb::RowGuard guard = [](const std::string& table, const ValueList& row) {
+    const ovsdb::RowGuard guard = [](const std::string& table, const std::string&, const ValueList& row) {
         return table != "T" || row.getValue("Name").getText().find(';') == std::string::npos;
     };
     replica.apply(change(1, {{"Id", 1}, {"Name", "a;b"}}), guard);

@@ -1,0 +1,212 @@
+// Hostile texts in every text column of every table, with the real shell: nothing runs but the tools, with
+// what is meant for them.
+#include "gatewaytest.h"
+#include "hostiletexts.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <set>
+
+namespace e2e {
+
+namespace {
+
+struct TextColumn {
+    const char* table;
+    const char* column;
+    bool isWord = false;     // becomes part of a command line
+    const char* before = ""; // what the text is put behind
+    Json others = {};        // columns of the row that differ from the small gateway's first row
+
+    friend std::ostream& operator<<(std::ostream& out, const TextColumn& one) {
+        return out << one.table << '.' << one.column;
+    }
+};
+
+// Each row is one that would take effect, as far as it can without costing a thousand commands.
+std::vector<TextColumn> textColumns() {
+    const Json off = {{"Egress", 0}, {"Ingress", 0}};
+    return {
+        {"NetworkSetupNode", "InterfaceName", true},
+        {"NetworkSetupNode", "ParentInterface", false, "", {{"InterfaceName", "ppp1"}, {"Type", "PPP"}}},
+        {"NetworkSetupNode", "Type", false, "", {{"InterfaceName", "ppp1"}}},
+        {"StatusDsl", "StatusString"},
+        {"StatusNetifWatchLogical", "Name", false, "", {{"Interface", "eth7"}}},
+        {"StatusNetifWatchLogical", "Interface", true},
+        {"StatusNetifWatchLogical", "Addr", false, "", {{"Name", "ProviderTR069"}, {"Interface", "off"}}},
+        {"QoSShaper", "InterfaceName", true},
+        {"QoSQueues", "Name", false, "", off},
+        {"QoSQueues", "InterfaceName"},
+        {"QoSQueues", "TrafficClasses", false, "1,", off},
+        {"QoSQueues", "Scheduler", false, "", off},
+        {"QoSQueues", "DropAlgorithm", false, "", off},
+        {"QoSClassificationAction", "Name"},
+        {"QoSClassificationAction", "QueueInterface"},
+        {"QoSClassification", "Name", true},
+        {"QoSClassification", "ClassifyInterface"},
+        {"QoSClassification", "DestIP", true},
+        {"QoSClassification", "SourceIP", true},
+        {"QoSClassification", "Protocol", false, "", {{"ClassifyInterface", "ProviderVoIP"}}},
+        {"QoSClassification", "DestPortRange", true},
+        {"QoSClassification", "SourcePortRange", true},
+    };
+}
+
+// The shipped schema without what it asks of values.
+std::string looseSchemaFile() {
+    Json schema = Json::parse(readFile(schemaFile()));
+    for (auto& [name, table] : schema["tables"].items()) {
+        for (auto& [column, description] : table["columns"].items()) {
+            Json& key = description["type"]["key"];
+            key = key.is_object() ? key["type"] : key;
+        }
+    }
+    const std::string file = "/tmp/loose.schema";
+    writeFile(file, schema.dump());
+    return file;
+}
+
+std::set<std::string> filesIn(const std::string& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.insert(entry.path());
+    }
+    return names;
+}
+
+class HostileValuesTest : public GatewayTest, public ::testing::WithParamInterface<TextColumn> {
+  protected:
+    HostileValuesTest() {
+        writeFile(canary, "#!/bin/sh\necho ran >/tmp/ran\n");
+        std::filesystem::permissions(canary, std::filesystem::perms::owner_all);
+        // What does come about must not end up in a checkout.
+        std::filesystem::create_directories("/tmp/here");
+        std::filesystem::current_path("/tmp/here");
+    }
+
+    // Everywhere that a command could leave a file without a path to it being in the text.
+    static std::set<std::string> files() {
+        std::set<std::string> all;
+        for (const char* folder : {"/", "/tmp", "/run", "."}) {
+            all.merge(filesIn(folder));
+        }
+        return all;
+    }
+
+    // The small gateway and before each of its rows of that table, by "Id", one for each hostile text.
+    static Json hostileGateway(const TextColumn& where) {
+        Json gateway = smallGateway();
+        Json row = gateway[where.table][0];
+        row.update(where.others.is_null() ? Json::object() : where.others);
+        const bool last = std::string(where.table) == "StatusDsl"; // of which only the first row is read
+        int id = last ? 100 : -100'000;
+        for (const std::string& text : hostileTexts()) {
+            row["Id"] = id++;
+            row[where.column] = where.before + text;
+            gateway[where.table].push_back(row);
+        }
+        return gateway;
+    }
+
+    void startLoose(const Json& configuration) {
+        own.emplace(looseSchemaFile());
+        own->start();
+        db.replaceAll(configuration);
+        startDaemon(Texts{"-d", "0"});
+    }
+
+    static bool isHarmless(const std::string& command) {
+        static constexpr std::array<const char*, 4> tools = {"qcfg --queue ", "qcfg --port ", "classcfg ",
+                                                             "ifcfg --ifmap "};
+        static const std::string harmless =
+            "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:/,+@%=-! ";
+        return command.find_first_not_of(harmless) == std::string::npos &&
+               std::any_of(tools.begin(), tools.end(),
+                           [&](const char* tool) { return command.starts_with(tool); });
+    }
+
+    static void expectHarmless(const Texts& commands) {
+        for (const std::string& command : commands) {
+            EXPECT_TRUE(isHarmless(command)) << command;
+        }
+    }
+
+    Texts upAndDown() {
+        daemon->commands().clear();
+        bringUp();
+        takeDown();
+        EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+        return daemon->commands().all();
+    }
+
+    std::size_t refusals() const {
+        const Texts messages = log.messages();
+        return static_cast<std::size_t>(
+            std::count_if(messages.begin(), messages.end(), [](const std::string& message) {
+                return message.find("counts as absent") != std::string::npos;
+            }));
+    }
+
+    std::optional<OvsdbServer> own;
+};
+
+INSTANTIATE_TEST_SUITE_P(Column, HostileValuesTest, ::testing::ValuesIn(textColumns()),
+                         [](const auto& where) {
+                             return std::string(where.param.table) + "_" + where.param.column;
+                         });
+
+TEST_P(HostileValuesTest, RunNothingAndLeaveNoFile) {
+    const TextColumn where = GetParam();
+    const std::size_t count = hostileTexts().size();
+    ASSERT_GE(count, 2000U);
+    startLoose(smallGateway());
+    const Texts expected = upAndDown();
+    const std::set<std::string> before = files();
+
+    db.replaceAll(hostileGateway(where));
+    settle();
+    EXPECT_EQ(refusals(), where.isWord ? count : 0U);
+    const Texts commands = upAndDown();
+    expectHarmless(commands);
+    EXPECT_EQ(commands, expected);
+    EXPECT_EQ(refusals(), where.isWord ? count : 0U) << "only changes of the row are reported";
+    EXPECT_EQ(files(), before);
+    EXPECT_FALSE(std::filesystem::exists("/tmp/ran"));
+    EXPECT_EQ(daemon->stop(SIGTERM), 0);
+}
+
+// Free texts that take effect: as many as their commands may take time.
+class HostileFreeTextsTest : public HostileValuesTest {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Column, HostileFreeTextsTest,
+    ::testing::Values(TextColumn{"QoSQueues", "Name"}, TextColumn{"QoSQueues", "TrafficClasses", false, "1,"},
+                      TextColumn{"QoSQueues", "Scheduler"}, TextColumn{"QoSQueues", "DropAlgorithm"},
+                      TextColumn{"QoSClassification", "Protocol"}),
+    [](const auto& where) { return std::string(where.param.table) + "_" + where.param.column; });
+
+TEST_P(HostileFreeTextsTest, InRowsThatTakeEffectRunOnlyTheTools) {
+    constexpr std::size_t step = 40;
+    startLoose(smallGateway());
+    upAndDown();
+    Json gateway = hostileGateway(GetParam());
+    Json& rows = gateway[GetParam().table];
+    for (std::size_t i = 0, from = 0; from < rows.size(); ++i, from += step) {
+        rows[i] = rows[from];
+    }
+    rows.erase(rows.begin() + static_cast<std::ptrdiff_t>(rows.size() / step), rows.end());
+    const std::set<std::string> before = files();
+    db.replaceAll(gateway);
+    bringUp();
+    expectHarmless(daemon->commands().all());
+    EXPECT_GT(daemon->commands().all().size(), rows.size()) << "they did take effect";
+    takeDown();
+    EXPECT_EQ(files(), before);
+    EXPECT_EQ(daemon->stop(SIGTERM), 0);
+}
+
+} // namespace
+
+} // namespace e2e
