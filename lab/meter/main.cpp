@@ -61,6 +61,7 @@ int main(int argc, char** argv) try {
     app.add_option("--to", plan.to, "Receiving namespace")->required();
     app.add_option("--destination", plan.destination, "Address to send to")->required();
     app.add_option("--port", plan.destinationPort, "UDP port to send to")->required();
+    app.add_option("--source", plan.source, "Address to send from");
     app.add_option("--source-port", plan.sourcePort, "UDP port to send from");
     app.add_option("--bytes", plan.packetBytes, "Size of an IP packet")->capture_default_str();
     app.add_option("--kbit", kbit, "Rate of the IP packets, kbit/s")->capture_default_str();

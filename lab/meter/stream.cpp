@@ -91,7 +91,8 @@ UniqueFd openSender(const StreamPlan& plan, const Address& destination) {
     } else {
         setOption(fd.get(), IPPROTO_IPV6, IPV6_TCLASS, plan.dscp << 2, "IPV6_TCLASS");
     }
-    const Address own = makeAddress(family == AF_INET ? "0.0.0.0" : "::", plan.sourcePort);
+    const std::string any = family == AF_INET ? "0.0.0.0" : "::";
+    const Address own = makeAddress(plan.source.empty() ? any : plan.source, plan.sourcePort);
     throwIfNegative(bind(fd.get(), own.get(), own.length), "bind the sender");
     throwIfNegative(connect(fd.get(), destination.get(), destination.length), "connect the sender");
     return fd;

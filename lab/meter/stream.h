@@ -15,6 +15,7 @@ struct StreamPlan {
     std::string to;
     std::string destination; // numeric address, IPv4 or IPv6
     uint16_t destinationPort = 0;
+    std::string source;              // numeric address; empty: any
     uint16_t sourcePort = 0;         // 0: any
     uint32_t packetBytes = 200;      // of the IP packet
     double packetsPerSecond = 625.0; // with 200 bytes: 1 Mbit/s

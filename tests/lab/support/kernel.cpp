@@ -49,13 +49,7 @@ std::string shellIn(const std::string& space, const std::string& command) {
 }
 
 std::string gatewayState() {
-    static const std::regex timer(R"((_timer) +[0-9.]+)"); // a bridge's, counting down
-    const std::string state =
-        shellIn("gw", "tc -d qdisc; ip -d link; nft list ruleset; ip rule; ip -6 rule;"
-                      "for device in /sys/class/net/*; do device=${device##*/}; echo \"= $device\";"
-                      "tc -d class show dev $device; tc -d filter show dev $device;"
-                      "tc -d filter show dev $device ingress; tc -d filter show dev $device egress; done");
-    return std::regex_replace(state, timer, "$1");
+    return shell("lab state");
 }
 
 std::string difference(const std::string& before, const std::string& after) {
