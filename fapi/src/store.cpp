@@ -92,14 +92,31 @@ Store::Store(Access access) : root_(rootFolder()), folder_(root_ + "/" + namespa
     lock(access);
 }
 
+// What is read from there becomes the kernel's state, and what is written there must not end up elsewhere:
+// nobody but root and this user may have a hand in it. Below it, then, nobody else can put anything.
+void Store::requireOwn(int folder) const {
+    struct stat about {};
+    if (fstat(folder, &about) != 0) {
+        throw Failure(withErrno("state folder " + root_, errno));
+    }
+    if (about.st_uid != 0 && about.st_uid != geteuid()) {
+        throw Failure("state folder " + root_ + " belongs to user " + std::to_string(about.st_uid) +
+                      ", who is not trusted");
+    }
+    if ((about.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        throw Failure("state folder " + root_ + " can be written by others than its owner");
+    }
+}
+
 void Store::lock(Access access) {
-    lock_ = UniqueFd(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    lock_ = UniqueFd(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!lock_) {
         if (access == Access::read && errno == ENOENT) {
             return; // nothing was ever configured
         }
         throw Failure(withErrno("state folder " + root_, errno));
     }
+    requireOwn(lock_.get());
     const int kind = access == Access::read ? LOCK_SH : LOCK_EX;
     constexpr timespec pause{0, 1'000'000};
     for (int tries = 0; flock(lock_.get(), kind | LOCK_NB) != 0; ++tries) {

@@ -38,6 +38,7 @@ class Store {
 
   private:
     void lock(Access access);
+    void requireOwn(int folder) const;
     void saveRules(const RuleTable& rules, const RuleTable& before);
     void makeFolder();
 
