@@ -5,6 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
@@ -99,6 +101,28 @@ bool killedAtSystemCall(const std::string& line, int n) {
             return true;
         }
     }
+}
+
+KernelLog::KernelLog() : fd_(open("/dev/kmsg", O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
+    if (fd_ < 0 || lseek(fd_, 0, SEEK_END) != 0) {
+        throw std::runtime_error("/dev/kmsg");
+    }
+}
+
+KernelLog::~KernelLog() {
+    close(fd_);
+}
+
+int KernelLog::count(const std::string& words) {
+    char record[8192];
+    ssize_t got = 0;
+    while ((got = read(fd_, record, sizeof record)) > 0 || errno == EPIPE) { // EPIPE: some were overwritten
+        records_.emplace_back(record, static_cast<size_t>(std::max<ssize_t>(got, 0)));
+        errno = 0;
+    }
+    return static_cast<int>(std::count_if(records_.begin(), records_.end(), [&](const std::string& text) {
+        return text.find(words) != std::string::npos;
+    }));
 }
 
 } // namespace fapi::test

@@ -19,4 +19,18 @@ Result command(const std::string& line);
 // The program is killed at its n-th entry into or return from a system call; false when it ended before.
 bool killedAtSystemCall(const std::string& line, int n);
 
+// What the kernel has logged since this was made.
+class KernelLog {
+  public:
+    KernelLog();
+    KernelLog(const KernelLog&) = delete;
+    KernelLog& operator=(const KernelLog&) = delete;
+    ~KernelLog();
+    int count(const std::string& words); // records with them
+
+  private:
+    int fd_;
+    std::vector<std::string> records_;
+};
+
 } // namespace fapi::test

@@ -88,7 +88,7 @@ void GatewayTest::SetUp() {
 // The kernel tells carriers and bridge port states from a worker of its own, up to a second later. Dumps that
 // are compared must not straddle that.
 void GatewayTest::waitForLinks() {
-    constexpr int tries = 200;
+    constexpr int tries = 600;
     constexpr useconds_t pauseUs = 50'000;
     static const std::regex unsettled("NO-CARRIER|state (DOWN|LOWERLAYERDOWN)");
     for (int i = 0; i < tries && std::regex_search(output("ip link show"), unsettled); ++i) {

@@ -162,7 +162,7 @@ void Wire::send(const std::string& toMac, const Packet& packet) {
     }
 }
 
-std::vector<Arrived> Wire::receiveUntil(uint16_t last, std::chrono::milliseconds atMost, size_t count) {
+std::vector<Arrived> Wire::receiveUntil(uint16_t last, size_t count, std::chrono::milliseconds atMost) {
     const auto end = std::chrono::steady_clock::now() + atMost;
     std::vector<Arrived> arrived;
     while (std::chrono::steady_clock::now() < end) {

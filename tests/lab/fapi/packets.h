@@ -52,9 +52,8 @@ class Wire {
     void send(const std::string& toMac, const Packet& packet);
     // Packets that another host forwarded to this end of the cable: until one with the identification `last`,
     // or as many as asked for, or the time is over.
-    std::vector<Arrived> receiveUntil(uint16_t last,
-                                      std::chrono::milliseconds atMost = std::chrono::seconds(5),
-                                      size_t count = SIZE_MAX);
+    std::vector<Arrived> receiveUntil(uint16_t last, size_t count = SIZE_MAX,
+                                      std::chrono::milliseconds atMost = std::chrono::seconds(30));
 
   private:
     int fd_;

@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace fapi::test {
 
 class Queues : public GatewayTest {
@@ -27,24 +29,30 @@ class Queues : public GatewayTest {
         return packet;
     }
 
-    // The identifications of `expected` packets as they arrive.
-    std::vector<uint16_t> order(const std::vector<Packet>& packets, size_t expected) {
+    static void rate(const std::string& kbit) {
+        ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir " + kbit + " -t egress");
+    }
+
+    // Fills the queues while the port stands nearly still, then opens it; returns the identifications of
+    // `count` packets as they arrive. So it does not matter how late this process is served in between.
+    std::vector<uint16_t> order(const std::vector<Packet>& packets, size_t count,
+                                const std::string& slowly = "10") {
         wan();
+        rate(slowly); // at 10 kbit/s 1,000 bytes take 0.8 s
         for (const Packet& packet : packets) {
             lan().send(bridgeMac, packet);
         }
+        rate("20000");
         std::vector<uint16_t> ids;
-        for (const Arrived& packet : wan().receiveUntil(0xffff, std::chrono::seconds(5), expected)) {
+        for (const Arrived& packet : wan().receiveUntil(0xffff, count)) {
             ids.push_back(packet.id);
         }
         return ids;
     }
 };
 
-// 1,000 bytes take 84 ms at 100 kbit/s: the queues fill up while the first packets leave.
-constexpr const char* slowPort = "qcfg --port -A shape_wan -i ptm0 -s cb --pir 100 -t egress";
-
 TEST_F(Queues, ofAllPrecedencesLeaveInTheirOrder) {
+    constexpr int savedUp = 4; // packets that the port lets through at once
     ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
     for (int precedence = 0; precedence <= 9; ++precedence) {
         const std::string number = std::to_string(precedence);
@@ -52,18 +60,17 @@ TEST_F(Queues, ofAllPrecedencesLeaveInTheirOrder) {
            " -d tail --map " + number);
         ruleForMark(precedence);
     }
-    ok(slowPort);
     std::vector<Packet> packets;
-    for (int i = 0; i < 3; ++i) {
-        packets.push_back(forMark(9, static_cast<uint16_t>(100 + i))); // the burst that the port saves up
+    for (int i = 0; i < savedUp; ++i) {
+        packets.push_back(forMark(9, static_cast<uint16_t>(100 + i)));
     }
     for (int precedence = 9; precedence >= 0; --precedence) {
         packets.push_back(forMark(precedence, static_cast<uint16_t>(precedence)));
         packets.push_back(forMark(precedence, static_cast<uint16_t>(precedence)));
     }
-    std::vector<uint16_t> ids = order(packets, packets.size());
-    std::erase_if(ids, [](uint16_t id) { return id >= 100; });
     // A class may send one packet before it asks for its turn (once a minute); look behind those.
+    std::vector<uint16_t> ids = order(packets, packets.size(), "50");
+    std::erase_if(ids, [](uint16_t id) { return id >= 100; });
     ASSERT_EQ(20U, ids.size());
     std::vector<uint16_t> second;
     std::map<uint16_t, int> seen;
@@ -79,54 +86,41 @@ TEST_F(Queues, strictOnesGoBeforeWeightedOnesAndThoseBeforeTheRest) {
     ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
     ok("qcfg --queue -A w -i ppp0 -t egress -l 100 -m wfq --weight 10 -d tail --map 1");
     ok("qcfg --queue -A s -i ppp0 -t egress -l 100 -m sp --priority 9 -d tail --map 2");
-    ruleForMark(1);
-    ruleForMark(2);
-    ruleForMark(3); // no queue, no default queue
-    ok(slowPort);
+    for (const int mark : {1, 2, 3}) { // 3: no queue, no default queue
+        ruleForMark(mark);
+    }
     std::vector<Packet> packets;
-    for (const int mark : {3, 3, 3, 3, 1, 1, 2, 2}) {
+    for (const int mark : {3, 3, 3, 3, 3, 3, 3, 1, 1, 2, 2}) {
         packets.push_back(forMark(mark, static_cast<uint16_t>(mark)));
     }
-    const std::vector<uint16_t> ids = order(packets, packets.size());
-    ASSERT_EQ(8U, ids.size());
-    const auto first = [&](uint16_t id) { return std::find(ids.begin(), ids.end(), id) - ids.begin(); };
-    const auto last = [&](uint16_t id) { return ids.rend() - std::find(ids.rbegin(), ids.rend(), id); };
-    EXPECT_LT(last(2), first(1) + 1);
-    EXPECT_LT(last(1), last(3));
-    EXPECT_EQ(3, ids.back());
+    std::vector<uint16_t> ids = order(packets, packets.size());
+    ASSERT_EQ(packets.size(), ids.size());
+    ids.erase(ids.begin(), std::find(ids.begin(), ids.end(), 2));
+    std::vector<uint16_t> wanted{2, 2, 1, 1};
+    wanted.resize(ids.size(), 3);
+    EXPECT_EQ(wanted, ids);
+    EXPECT_LT(4U, ids.size());
 }
 
 TEST_F(Queues, sharesFollowTheWeights) {
-    constexpr int waiting = 1000;  // packets in each queue
-    constexpr double enough = 600; // that left, so that the last turn does not matter
+    constexpr int waiting = 500;    // packets in each queue
+    constexpr size_t skipped = 100; // what left early, and the first turns
+    constexpr size_t looked = 600;  // whole turns
     ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
+    std::vector<Packet> packets;
     for (int mark = 1; mark <= 4; ++mark) {
         const std::string number = std::to_string(mark);
         ok("qcfg --queue -A w" + number + " -i ppp0 -t egress -l 1000 -m wfq --weight " + number +
            "0 -d tail --map " + number);
         ruleForMark(mark);
+        packets.insert(packets.end(), waiting, forMark(mark, static_cast<uint16_t>(mark), 1400));
     }
-    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 100 -t egress"); // little leaves until all is there
-    for (int i = 0; i < waiting; ++i) {
-        for (int mark = 1; mark <= 4; ++mark) {
-            lan().send(bridgeMac, forMark(mark, 1, 1400));
-        }
-    }
-    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 20000 -t egress");
-    double sent[5] = {};
-    double all = 0;
-    for (int tries = 0; all < enough && tries < 400; ++tries) {
-        auto counters = classes("ptm0");
-        all = 0;
-        for (int mark = 1; mark <= 4; ++mark) {
-            sent[mark] = static_cast<double>(counters["fa92:1" + std::to_string(mark - 1)].packets);
-            all += sent[mark];
-        }
-    }
-    ASSERT_LT(enough, all);
-    ASSERT_LT(sent[4], waiting) << "the fourth queue has run dry";
+    const std::vector<uint16_t> ids = order(packets, skipped + looked);
+    ASSERT_EQ(skipped + looked, ids.size());
     for (int mark = 1; mark <= 4; ++mark) {
-        EXPECT_NEAR(mark / 10.0, sent[mark] / all, 0.01) << "after " << all << " packets";
+        EXPECT_NEAR(mark / 10.0,
+                    static_cast<double>(std::count(ids.begin() + skipped, ids.end(), mark)) / looked, 0.01)
+            << "mark " << mark;
     }
 }
 
@@ -134,17 +128,20 @@ TEST_F(Queues, aFullQueueDropsAtItsTail) {
     ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
     ok("qcfg --queue -A q1 -i ppp0 -t egress -l 5 -m sp --priority 1 -d tail --map 1");
     ruleForMark(1);
-    ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir 100 -t egress");
-    std::vector<Packet> packets;
-    for (uint16_t id = 1; id <= 30; ++id) {
-        packets.push_back(forMark(1, id));
+    wan();
+    rate("10");
+    constexpr uint64_t many = 200;
+    for (uint16_t id = 1; id <= many; ++id) {
+        lan().send(bridgeMac, forMark(1, id));
     }
-    const std::vector<uint16_t> ids = order(packets, packets.size());
-    EXPECT_LE(6U, ids.size());
-    EXPECT_GE(12U, ids.size());
-    EXPECT_EQ(30 - ids.size(), classes("ptm0")["fa91:10"].drops);
+    const uint64_t drops = classes("ptm0")["fa91:10"].drops;
+    EXPECT_GE(many - 5, drops);
+    EXPECT_LE(many / 2, drops);
     const std::string shown = output("qcfg --show --json");
-    EXPECT_NE(std::string::npos, shown.find("\"drops\":" + std::to_string(30 - ids.size()))) << shown;
+    EXPECT_NE(std::string::npos, shown.find("\"drops\":" + std::to_string(drops))) << shown;
+    // What was not dropped arrives.
+    rate("20000");
+    EXPECT_EQ(many - drops, wan().receiveUntil(0xffff, many - drops).size());
 }
 
 TEST_F(Queues, cutSuperPacketsIntoPacketsOfTheLink) {
@@ -231,24 +228,20 @@ TEST_F(Queues, anExistingShaperIsReplaced) {
           "qcfg --port -A other -i ptm0 -s cb --pir 1000 -t egress");
 }
 
-TEST_F(Queues, shapersOfAllRatesBringNoKernelWarning) {
-    const auto warnings = [] {
-        const std::string log = output("dmesg");
-        int count = 0;
-        for (const char* scheduler : {"htb", "tbf", "non-work-conserving"}) {
-            for (size_t at = log.find(scheduler); at != std::string::npos; at = log.find(scheduler, at + 1)) {
-                ++count;
-            }
-        }
-        return count;
-    };
-    const int before = warnings();
+// Older kernels warn of a rate that does not go with a class's quantum in their log, newer ones in their
+// answer.
+TEST_F(Queues, ofAllRatesBringNoKernelWarning) {
+    KernelLog log;
     for (const char* rate : {"1", "256", "1000", "20000", "1000000", "100000000"}) {
         ok("qcfg --port -A shape_wan -i ptm0 -s cb --pir " + std::string(rate) + " -t egress");
         ok("qcfg --queue -A w" + std::string(rate) +
            " -i ptm0 -t egress -l 0 -m wfq --weight 1000 -d tail --map " + rate);
     }
-    EXPECT_EQ(before, warnings());
+    const auto warnings = [&] { return log.count("of class FA9") + log.count("device ptm0 mtu"); };
+    EXPECT_EQ(0, warnings());
+    // The same without a quantum is warned of.
+    const Result careless = command("tc class add dev ptm0 parent fa91:1 classid fa91:f00 htb rate 1gbit");
+    EXPECT_LT(0U, careless.err.size() + static_cast<size_t>(warnings()));
 }
 
 TEST_F(Queues, ingressOnesShapeWhatComesInOnThePort) {
