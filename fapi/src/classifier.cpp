@@ -81,7 +81,7 @@ void applyDifference(const Map& before, const Map& after, const Write& write, co
 
 } // namespace
 
-const tc::Qdisc* Classifier::ingressQdisc(int index) const {
+const tc::Qdisc* Classifier::ingressQdisc(int index) {
     for (const tc::Qdisc& qdisc : ports_.qdiscs()) {
         if (qdisc.index == index && qdisc.parent == TC_H_CLSACT) {
             return &qdisc;

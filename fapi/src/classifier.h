@@ -50,7 +50,7 @@ class Classifier {
     void detach(const Hook& hook);
     void removeStrays(const ClassifierPlan& after);
     void setPcps(State& next, const ClassifierPlan& after, bool all);
-    const tc::Qdisc* ingressQdisc(int index) const;
+    const tc::Qdisc* ingressQdisc(int index);
 
     nl::Socket& socket_;
     Links& links_;

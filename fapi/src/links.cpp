@@ -59,10 +59,8 @@ const Link* Links::ask(const std::string& name, int index) {
             request.putText(IFLA_IFNAME, name);
         }
         request.put(IFLA_EXT_MASK, uint32_t{RTEXT_FILTER_SKIP_STATS});
-        try {
-            socket_.ask(request,
-                        [&](const nlmsghdr&, const char* body, size_t size) { link = parse(body, size); });
-        } catch (const nl::KernelError&) {
+        if (socket_.tryAsk(
+                request, [&](const nlmsghdr&, const char* body, size_t size) { link = parse(body, size); })) {
             link.reset(); // there is no such interface
         }
     }

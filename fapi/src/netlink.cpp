@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <optional>
 
 namespace fapi::nl {
 
@@ -138,7 +137,9 @@ Attributes Attributes::nested(uint16_t type) const {
     return {found.data(), found.size()};
 }
 
-Socket::Socket() : fd_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE)), buffer_(receiveBytes) {
+Socket::Socket()
+    : fd_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE)),
+      buffer_(std::make_unique_for_overwrite<char[]>(receiveBytes)) {
     if (!fd_) {
         throw Failure(withErrno("netlink socket", errno));
     }
@@ -161,7 +162,7 @@ void Socket::send(const char* bytes, size_t size) {
 void Socket::receive(const std::function<bool(const nlmsghdr&)>& handle) {
     bool more = true;
     while (more) {
-        const ssize_t got = recv(fd_.get(), buffer_.data(), buffer_.size(), 0);
+        const ssize_t got = recv(fd_.get(), buffer_.get(), receiveBytes, 0);
         if (got < 0 && errno == EINTR) {
             continue;
         }
@@ -170,7 +171,7 @@ void Socket::receive(const std::function<bool(const nlmsghdr&)>& handle) {
         }
         const auto size = static_cast<size_t>(got);
         for (size_t at = 0; at + sizeof(nlmsghdr) <= size;) {
-            const auto* message = reinterpret_cast<const nlmsghdr*>(buffer_.data() + at);
+            const auto* message = reinterpret_cast<const nlmsghdr*>(buffer_.get() + at);
             if (message->nlmsg_len < sizeof(nlmsghdr) || message->nlmsg_len > size - at) {
                 throw Failure("netlink receive: a message that is cut short");
             }
@@ -211,7 +212,7 @@ void Socket::run(Batch& batch) {
     }
 }
 
-void Socket::ask(Batch& request, const Take& take) {
+std::optional<KernelError> Socket::tryAsk(Batch& request, const Take& take) {
     auto* header = reinterpret_cast<nlmsghdr*>(request.bytes_.data());
     header->nlmsg_seq = sequence_++;
     const uint32_t wanted = header->nlmsg_seq;
@@ -236,6 +237,11 @@ void Socket::ask(Batch& request, const Take& take) {
         return dump;
     });
     request.clear();
+    return failure;
+}
+
+void Socket::ask(Batch& request, const Take& take) {
+    const std::optional<KernelError> failure = tryAsk(request, take);
     if (failure) {
         throw KernelError(*failure);
     }

@@ -33,15 +33,22 @@ bool cuts(const PortTree& tree) {
 } // namespace
 
 void Ports::refresh() {
-    qdiscs_ = tc::qdiscs(socket_);
+    qdiscs_.reset();
     trees_.clear();
     links_.forget();
+}
+
+const std::vector<tc::Qdisc>& Ports::qdiscs() {
+    if (!qdiscs_) {
+        qdiscs_ = tc::qdiscs(socket_);
+    }
+    return *qdiscs_;
 }
 
 const PortTree& Ports::treeAt(int index) {
     const auto [slot, fresh] = trees_.try_emplace(index);
     if (fresh) {
-        slot->second = treeOn(qdiscs_, socket_, index);
+        slot->second = treeOn(qdiscs(), socket_, index);
     }
     return slot->second;
 }

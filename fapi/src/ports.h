@@ -6,6 +6,7 @@
 #include "netlink.h"
 #include "port.h"
 
+#include <optional>
 #include <vector>
 
 namespace fapi {
@@ -18,10 +19,11 @@ struct Missing {
 
 class Ports {
   public:
-    Ports(nl::Socket& socket, Links& links) : socket_(socket), links_(links) { refresh(); }
+    Ports(nl::Socket& socket, Links& links) : socket_(socket), links_(links) {}
 
     void refresh();
-    const std::vector<tc::Qdisc>& qdiscs() const { return qdiscs_; }
+    // Asked from the kernel when first needed: most listings find nothing configured and need none.
+    const std::vector<tc::Qdisc>& qdiscs();
 
     // The device that carries a port's scheduler: the port itself, or its ifb for ingress; nullptr when it is
     // gone.
@@ -50,7 +52,7 @@ class Ports {
 
     nl::Socket& socket_;
     Links& links_;
-    std::vector<tc::Qdisc> qdiscs_;
+    std::optional<std::vector<tc::Qdisc>> qdiscs_;
     std::map<int, PortTree> trees_;
     bool madeDevices_ = false;
 };

@@ -64,15 +64,24 @@ HtbClass htbOf(const nl::Attributes& options) {
 }
 
 template <typename Take>
-void dump(nl::Socket& socket, uint16_t type, const tcmsg& request, const Take& take) {
+std::optional<nl::KernelError> tryDump(nl::Socket& socket, uint16_t type, const tcmsg& request,
+                                       const Take& take) {
     nl::Batch batch;
     batch.begin(type, NLM_F_DUMP, "traffic control listing");
     batch.body(request);
-    socket.ask(batch, [&](const nlmsghdr&, const char* body, size_t size) {
+    return socket.tryAsk(batch, [&](const nlmsghdr&, const char* body, size_t size) {
         tcmsg answer{};
         memcpy(&answer, body, sizeof answer);
         take(answer, nl::Attributes(body + NLMSG_ALIGN(sizeof answer), size - NLMSG_ALIGN(sizeof answer)));
     });
+}
+
+template <typename Take>
+void dump(nl::Socket& socket, uint16_t type, const tcmsg& request, const Take& take) {
+    const std::optional<nl::KernelError> failure = tryDump(socket, type, request, take);
+    if (failure) {
+        throw nl::KernelError(*failure);
+    }
 }
 
 void beginQdisc(nl::Batch& batch, const char* kind, int index, uint32_t parent, uint32_t handle,
@@ -121,18 +130,16 @@ std::vector<Class> classes(nl::Socket& socket, int index) {
 
 std::vector<Filter> filters(nl::Socket& socket, int index, uint32_t parent) {
     std::vector<Filter> found;
-    try {
-        dump(socket, RTM_GETTFILTER, message(index, parent, 0),
-             [&](const tcmsg& answer, const nl::Attributes& attributes) {
-                 Filter filter{answer.tcm_parent, answer.tcm_handle,
-                               static_cast<uint16_t>(TC_H_MAJ(answer.tcm_info) >> 16),
-                               attributes.text(TCA_KIND), 0};
-                 if (filter.kind == "bpf") {
-                     attributes.nested(TCA_OPTIONS).get(TCA_BPF_ID, filter.programId);
-                 }
-                 found.push_back(std::move(filter));
-             });
-    } catch (const nl::KernelError&) {
+    if (tryDump(socket, RTM_GETTFILTER, message(index, parent, 0),
+                [&](const tcmsg& answer, const nl::Attributes& attributes) {
+                    Filter filter{answer.tcm_parent, answer.tcm_handle,
+                                  static_cast<uint16_t>(TC_H_MAJ(answer.tcm_info) >> 16),
+                                  attributes.text(TCA_KIND), 0};
+                    if (filter.kind == "bpf") {
+                        attributes.nested(TCA_OPTIONS).get(TCA_BPF_ID, filter.programId);
+                    }
+                    found.push_back(std::move(filter));
+                })) {
         found.clear(); // the qdisc that would hold them is not there
     }
     return found;
