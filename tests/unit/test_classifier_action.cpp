@@ -54,6 +54,15 @@ TEST_F(ClassifierAction, TheLanIsNeverAQueueInterface) {
                                         "warning: skip setting queue interface, no value found"));
 }
 
+TEST_F(ClassifierAction, TheLanIsLookedUpAllTheSame) {
+    db.answer(EResultCode::refused, Operation::selectKey, "StatusNetifWatchLogical");
+    EXPECT_EQ(egress(anAction().into("LocalLAN")).genFapiQosSysCallCmd(0),
+              " -j mark --mark 5 --mark-loc 1 --priority 5");
+    EXPECT_THAT(log.takeErrors(),
+                Contains("could not request interface name for logic interface 'LocalLAN'"));
+    EXPECT_THAT(log.takeWarnings(), Contains("skip setting queue interface, no value found"));
+}
+
 TEST_F(ClassifierAction, AnUnknownQueueInterfaceIsLeftOutWithAWarning) {
     EXPECT_EQ(egress(anAction().into("ProviderVoIP")).genFapiQosSysCallCmd(0),
               " -j mark --mark 5 --mark-loc 1 --priority 5");

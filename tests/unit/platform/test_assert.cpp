@@ -90,6 +90,19 @@ TEST(DefaultAssertHook, ends_with_the_last_one) {
     EXPECT_TRUE(lines.take().empty());
 }
 
+TEST(DefaultAssertHook, begins_anew_with_standard_error) {
+    SyslogLines lines;
+    {
+        DefaultAssertHook hook;
+        hook.setSyslog(true);
+    }
+    const DefaultAssertHook next;
+    testing::internal::CaptureStderr();
+    messageOf(failAssertion);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), assertionText + "\n");
+    EXPECT_TRUE(lines.take().empty());
+}
+
 } // namespace
 
 } // namespace zel::test
