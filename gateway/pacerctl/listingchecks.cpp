@@ -8,8 +8,8 @@
 
 // The linker's names for the wrapped function and the library's own.
 extern "C" {
-int __wrap_system(const char* line); // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-int __real_system(const char* line); // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+int __wrap_system(const char* line); // NOLINT(bugprone-reserved-identifier)
+int __real_system(const char* line); // NOLINT(bugprone-reserved-identifier)
 }
 
 namespace pacerctl {
