@@ -126,9 +126,25 @@ void addExplain(CLI::App& app, ExplainOptions& options) {
                "else is known of it, or it is taken from a file by --pcap.\n");
 }
 
+std::string helpOf(const CLI::App& app) {
+    const auto parsed = app.get_subcommands();
+    return "pacerctl " + (parsed.empty() ? "" : parsed.front()->get_name() + " ") + "--help";
+}
+
+std::string complaint(const CLI::App& app, const std::vector<std::string>& arguments,
+                      const CLI::ParseError& error) {
+    const auto isWord = [](const std::string& argument) { return argument.rfind('-', 0) != 0; };
+    const auto command = std::find_if(arguments.begin(), arguments.end(), isWord);
+    if (app.get_subcommands().empty() && command != arguments.end()) {
+        return "there is no '" + printable(*command) + "'";
+    }
+    return printable(error.what());
+}
+
 } // namespace
 
-int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err, bool onTerminal) {
+int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err, bool onTerminal,
+        const std::function<TerminalSize()>& size) {
     CLI::App app("Shows what the QoS daemon will do, does, and why.", "pacerctl");
     app.set_version_flag("--version", "pacerctl " PACERD_VERSION);
     app.require_subcommand(1);
@@ -167,10 +183,13 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     try {
         app.parse(std::move(reversed));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error, out, err) == 0 ? static_cast<int>(ExitStatus::fine)
-                                              : static_cast<int>(ExitStatus::usage);
+        if (error.get_exit_code() == 0) { // --help, --version
+            return app.exit(error, out, err);
+        }
+        err << "pacerctl: " << complaint(app, arguments, error) << "; see " << helpOf(app) << '\n';
+        return static_cast<int>(ExitStatus::usage);
     }
-    const Terminal terminal{out, err, useColour(common, onTerminal), common.json};
+    const Terminal terminal{out, err, useColour(common, onTerminal), common.json, size};
     ExitStatus status = ExitStatus::fine;
     try {
         if (listChecks) {

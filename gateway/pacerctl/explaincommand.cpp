@@ -112,6 +112,10 @@ class ExplanationPrinter {
         for (const Outcome& outcome : explanation.outcomes) {
             printOutcome(outcome, packet);
         }
+        if (explanation.outcomes.empty()) {
+            out_ << '\n'
+                 << style_.warn("It leaves through no interface that the daemon knows a path for.") << '\n';
+        }
     }
 
   private:

@@ -4,12 +4,11 @@
 #include "pacerctl/lint/lint.h"
 #include "pacerctl/report.h"
 
-#include <iosfwd>
 #include <vector>
 
 namespace pacerctl {
 
-void printFindings(std::ostream& out, const Style& style, const std::vector<Finding>& findings);
+void printFindings(const Terminal& terminal, const std::vector<Finding>& findings);
 
 Json toJson(const std::vector<Finding>& findings);
 

@@ -194,7 +194,7 @@ std::string labelOf(const std::vector<std::string>& lines) {
 const char* styleOf(Kind kind) {
     switch (kind) {
     case Kind::entering:
-        return "shape=cds, style=filled, fillcolor=\"#dbe9f6\"";
+        return "shape=cds, margin=\"0.2,0.1\", style=filled, fillcolor=\"#dbe9f6\"";
     case Kind::rule:
         return "shape=box, style=\"rounded,filled\", fillcolor=\"#fdf3d8\"";
     case Kind::queue:

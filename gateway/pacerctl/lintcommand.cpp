@@ -64,11 +64,15 @@ Json toJson(const std::vector<Finding>& findings) {
     return json;
 }
 
-void printFindings(std::ostream& out, const Style& style, const std::vector<Finding>& findings) {
+void printFindings(const Terminal& terminal, const std::vector<Finding>& findings) {
+    constexpr std::size_t indent = 4;
+    const Style style(terminal.colour);
+    const std::size_t width = terminal.size().columns;
     for (const Finding& finding : findings) {
-        out << painted(style, finding.severity) << " [" << finding.check << "] "
-            << style.heading(place(finding)) << "\n    " << printable(finding.why) << ".\n    "
-            << style.dim(finding.advice) << '\n';
+        terminal.out << painted(style, finding.severity) << " [" << finding.check << "] "
+                     << style.heading(place(finding)) << '\n'
+                     << paragraph(printable(finding.why) + ".", indent, width)
+                     << paragraph(style.dim(finding.advice), indent, width);
     }
 }
 
@@ -79,7 +83,7 @@ ExitStatus lintCommand(const Terminal& terminal, const Snapshot& snapshot) {
         json["findings"] = toJson(findings);
         writeJson(terminal.out, json);
     } else {
-        printFindings(terminal.out, Style(terminal.colour), findings);
+        printFindings(terminal, findings);
         terminal.out << summary(findings) << '\n';
     }
     const bool clean = std::all_of(findings.begin(), findings.end(),

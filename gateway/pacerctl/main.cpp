@@ -1,5 +1,6 @@
 #include "pacerctl/cli.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -17,13 +18,21 @@ void addToolsFolder() {
     ::setenv("PATH", (before + PACERCTL_TOOLS_FOLDER).c_str(), 1);
 }
 
+pacerctl::TerminalSize terminalSize() {
+    winsize size = {};
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) { // no terminal
+        return {};
+    }
+    return {size.ws_col, size.ws_row};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     try {
         addToolsFolder();
         const std::vector<std::string> arguments(argv + 1, argv + argc);
-        return pacerctl::run(arguments, std::cout, std::cerr, ::isatty(STDOUT_FILENO) == 1);
+        return pacerctl::run(arguments, std::cout, std::cerr, ::isatty(STDOUT_FILENO) == 1, terminalSize);
     } catch (const std::exception& error) {
         std::cerr << "pacerctl: " << error.what() << '\n';
         return 2;

@@ -65,7 +65,8 @@ Json toJson(const Plan& plan, const std::vector<Finding>& findings, const std::s
 
 class PlanPrinter {
   public:
-    PlanPrinter(std::ostream& out, Style style) : out_(out), style_(style) {}
+    explicit PlanPrinter(const Terminal& terminal)
+        : terminal_(terminal), out_(terminal.out), style_(terminal.colour) {}
 
     void print(const Plan& plan, const std::vector<Finding>& findings, const PlanOptions& options) {
         printAssumptions(plan, options);
@@ -91,6 +92,7 @@ class PlanPrinter {
                  << (options.assume == Assume::internet ? style_.dim("  (--all-up takes them as up)") : "")
                  << '\n';
         }
+        out_ << (plan.takenAsUp.empty() && plan.leftOut.empty() ? "" : "\n");
     }
 
     void printPaths(const Plan& plan) {
@@ -99,7 +101,7 @@ class PlanPrinter {
         for (const PlannedPath& path : plan.paths) {
             columns.add({pathHeading(path.kind), joined(path.stack, " <=> "), listed(path.services)});
         }
-        out_ << columns.text(2);
+        out_ << (columns.empty() ? "  none\n" : columns.text(2));
         if (plan.wanPort.empty()) {
             out_ << "  " << style_.bad("no WAN port: no enabled node of type MPoA, XDSL or WANoE") << '\n';
         }
@@ -158,10 +160,11 @@ class PlanPrinter {
     void printFindings(const std::vector<Finding>& findings) {
         if (!findings.empty()) {
             out_ << '\n' << style_.heading("What will not work as it seems (pacerctl lint)") << '\n';
-            pacerctl::printFindings(out_, style_, findings);
+            pacerctl::printFindings(terminal_, findings);
         }
     }
 
+    const Terminal& terminal_;
     std::ostream& out_;
     Style style_;
 };
@@ -183,7 +186,7 @@ ExitStatus planCommand(const Terminal& terminal, const Snapshot& snapshot, const
     if (terminal.json) {
         writeJson(terminal.out, toJson(plan, findings, snapshot.source()));
     } else {
-        PlanPrinter(terminal.out, Style(terminal.colour)).print(plan, findings, options);
+        PlanPrinter(terminal).print(plan, findings, options);
     }
     return isWhole(plan) && findings.empty() ? ExitStatus::fine : ExitStatus::finding;
 }

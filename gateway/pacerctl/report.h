@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -18,12 +19,19 @@ enum class ExitStatus {
     usage = 2,   // or no database
 };
 
+// 0: as much as there is to show.
+struct TerminalSize {
+    std::size_t columns = 0;
+    std::size_t rows = 0;
+};
+
 // Where the report goes.
 struct Terminal {
     std::ostream& out;
     std::ostream& err;
     bool colour = false;
     bool json = false;
+    std::function<TerminalSize()> size = [] { return TerminalSize(); }; // may change at any time
 };
 
 class Style {
@@ -53,14 +61,24 @@ class Columns {
     std::size_t size() const { return rows_.size(); }
     // Each line begins with `indent` blanks and has none at its end.
     std::string text(std::size_t indent) const;
+    // Where that is wider than `width` (not 0), the columns with these headings are left out one after the
+    // other until it is not.
+    std::string text(std::size_t indent, std::size_t width, const std::vector<std::string>& expendable) const;
 
   private:
+    std::vector<std::size_t> widths() const;
+    void drop(const std::string& heading);
+
     std::string alignment_;
     std::vector<std::vector<std::string>> rows_;
 };
 
 // Control characters as JSON writes them, so that no value can move the terminal's cursor.
 std::string printable(const std::string& text);
+
+// `indent` blanks before each line, and new lines between words where they get wider than `width` (not 0). A
+// line feed at the end.
+std::string paragraph(const std::string& text, std::size_t indent, std::size_t width);
 
 // "a, b and c"
 std::string listed(const std::vector<std::string>& items);

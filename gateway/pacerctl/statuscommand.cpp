@@ -41,8 +41,8 @@ std::string rank(const Queue& queue) {
 
 class StatusPrinter {
   public:
-    StatusPrinter(std::ostream& out, Style style, const Status& status)
-        : out_(out), style_(style), status_(status) {}
+    StatusPrinter(const Terminal& terminal, const Status& status)
+        : out_(terminal.out), style_(terminal.colour), width_(terminal.size().columns), status_(status) {}
 
     void print() {
         printWan();
@@ -142,13 +142,17 @@ class StatusPrinter {
     }
 
     void printTable(const std::string& heading, const Columns& columns) {
+        // The first of these go first when a terminal is narrow. --json has them all.
+        static const std::vector<std::string> expendable = {"LENGTH", "DIRECTION", "BYTES",  "INTERFACE",
+                                                            "RANK",   "ENTERS",    "LEAVES", "IN THE SYSTEM"};
         out_ << '\n'
              << style_.heading(heading) << '\n'
-             << (columns.size() == 1 ? "  none\n" : columns.text(2));
+             << (columns.size() == 1 ? "  none\n" : columns.text(2, width_, expendable));
     }
 
     std::ostream& out_;
     Style style_;
+    std::size_t width_;
     const Status& status_;
 };
 
@@ -280,7 +284,7 @@ ExitStatus statusCommand(const Terminal& terminal, const Snapshot& snapshot) {
     if (terminal.json) {
         writeJson(terminal.out, toJson(status));
     } else {
-        StatusPrinter(terminal.out, Style(terminal.colour), status).print();
+        StatusPrinter(terminal, status).print();
     }
     return ExitStatus::fine;
 }

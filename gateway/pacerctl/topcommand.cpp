@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <ostream>
+#include <sstream>
 #include <thread>
 
 namespace pacerctl {
@@ -15,7 +16,26 @@ namespace pacerctl {
 namespace {
 
 constexpr int barWidth = 20; // characters for a whole port
-constexpr const char* clearScreen = "\033[H\033[2J";
+
+// Written over what stood there before, so that nothing flickers; a line that is too long for the terminal
+// ends there.
+constexpr const char* clearScreen = "\033[2J";
+constexpr const char* beginScreen = "\033[?7l\033[H";
+constexpr const char* endOfLine = "\033[K\n";
+constexpr const char* endScreen = "\033[J\033[?7h";
+
+void show(std::ostream& out, const std::string& text, std::size_t rows) {
+    std::istringstream lines(text);
+    std::size_t shown = 0;
+    out << beginScreen;
+    for (std::string line; std::getline(lines, line); ++shown) {
+        if (rows != 0 && shown + 2 > rows) { // the cursor needs the last row
+            break;
+        }
+        out << line << endOfLine;
+    }
+    out << endScreen;
+}
 
 std::string fixed(double number, int digits) {
     std::array<char, 32> text = {};
@@ -41,7 +61,10 @@ std::string nameOf(const Built& built, const QueueRate& rate) {
     return rate.fapiName.empty() ? "(behind all queues)" : rate.fapiName;
 }
 
-void print(std::ostream& out, const Style& style, const Built& built, const std::vector<QueueRate>& rates) {
+std::string table(const Terminal& terminal, const Built& built, const std::vector<QueueRate>& rates) {
+    static const std::vector<std::string> expendable = {"",      "INTERFACE", "RANK",
+                                                        "SHARE", "PACKETS/S", "BACKLOG"};
+    const Style style(terminal.colour);
     Columns columns("lllrrrrrl");
     columns.add({"QUEUE", "INTERFACE", "RANK", "KBIT/S", "PACKETS/S", "DROPS/S", "BACKLOG", "SHARE", ""});
     for (const QueueRate& rate : rates) {
@@ -53,7 +76,7 @@ void print(std::ostream& out, const Style& style, const Built& built, const std:
                      rate.share < 0 ? "" : fixed(rate.share * 100, 1) + "%",
                      rate.share < 0 ? "" : style.good(bar(rate.share))});
     }
-    out << (rates.empty() ? "no queue is configured\n" : columns.text(0));
+    return rates.empty() ? "no queue is configured\n" : columns.text(0, terminal.size().columns, expendable);
 }
 
 Json toJson(const Built& built, const std::vector<QueueRate>& rates, const std::string& source,
@@ -103,12 +126,13 @@ ExitStatus topCommand(const Terminal& terminal, const Snapshot& snapshot, const 
         if (terminal.json) { // one document on each line
             terminal.out << toJson(built, rates, snapshot.source(), now - since).dump() << '\n';
         } else {
+            const std::string text = table(terminal, built, rates);
             if (options.refresh) {
-                terminal.out << clearScreen;
-            } else if (shown > 0) {
-                terminal.out << '\n';
+                terminal.out << (shown == 0 ? clearScreen : "");
+                show(terminal.out, text, terminal.size().rows);
+            } else {
+                terminal.out << (shown == 0 ? "" : "\n") << text;
             }
-            print(terminal.out, Style(terminal.colour), built, rates);
         }
         terminal.out.flush();
         before = std::move(after);

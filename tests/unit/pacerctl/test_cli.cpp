@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -60,6 +61,40 @@ TEST_F(CommandLine, ThatIsWrongEndsWithTwo) {
         EXPECT_EQ(out(), "");
         EXPECT_NE(err(), "");
     }
+}
+
+TEST_F(CommandLine, ThatIsWrongIsAnsweredWithOneLineThatSaysWhereToLook) {
+    const auto complaintOf = [&](const std::vector<std::string>& wrong) {
+        run(wrong);
+        return err();
+    };
+    EXPECT_EQ(complaintOf({"stats"}), "pacerctl: there is no 'stats'; see pacerctl --help\n");
+    EXPECT_EQ(complaintOf({"\033[2J"}), "pacerctl: there is no '\"\\u001b[2J\"'; see pacerctl --help\n");
+    EXPECT_EQ(complaintOf({"plan", "--all"}),
+              "pacerctl: The following argument was not expected: --all; see pacerctl plan --help\n");
+    EXPECT_EQ(complaintOf({"explain", "--in"}),
+              "pacerctl: --in: 1 required INTERFACE missing; see pacerctl explain --help\n");
+}
+
+TEST_F(CommandLine, FitsTheTerminal) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const auto widest = [&](const std::vector<std::string>& arguments, std::size_t width) {
+        out.str("");
+        pacerctl::run(arguments, out, err, false, [width] { return TerminalSize{width, 0}; });
+        std::size_t columns = 0;
+        std::istringstream lines(out.str());
+        for (std::string line; std::getline(lines, line);) {
+            columns = std::max(columns, line.size());
+        }
+        return columns;
+    };
+    EXPECT_GT(widest({"lint", "--file", "broken.json"}, 0), 100U);
+    EXPECT_LE(widest({"lint", "--file", "broken.json"}, 80), 80U);
+    gateways_.apply("minimal");
+    widest({"status", "--file", "minimal-up.json"}, 80);
+    EXPECT_THAT(out.str(),
+                HasSubstr("\n  QUEUE            IN THE SYSTEM   RANK  APPLIED  PACKETS  DROPS  BACKLOG\n"));
 }
 
 TEST_F(CommandLine, WithoutADatabaseEndsWithTwoAndOneLine) {

@@ -26,6 +26,10 @@ struct Case {
     std::function<void(const test::GoldenGateways&)> change = {}; // of what the tools say
 };
 
+void PrintTo(const Case& each, std::ostream* out) {
+    *out << each.name;
+}
+
 std::string contentOf(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};

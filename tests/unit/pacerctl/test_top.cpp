@@ -73,7 +73,7 @@ TEST(QueueRate, StandsWithTheOthersOfItsPort) {
 
 class Top : public testing::Test {
   protected:
-    std::string show(const TopOptions& options, bool json = false) {
+    std::string show(const TopOptions& options, bool json = false, TerminalSize size = {}) {
         gateways_.apply("minimal");
         clock_.onSleep = [this] {
             gateways_.replace("qcfg", "\"bytes\": 228000", "\"bytes\": 503000"); // 2200 kbit in two seconds
@@ -82,7 +82,7 @@ class Top : public testing::Test {
             clock_.onSleep = nullptr;
         };
         std::ostringstream out;
-        const Terminal terminal{out, out, false, json};
+        const Terminal terminal{out, out, false, json, [size] { return size; }};
         EXPECT_EQ(topCommand(terminal, test::example("minimal"), options, clock_), ExitStatus::fine);
         return out.str();
     }
@@ -109,10 +109,25 @@ TEST_F(Top, ShowsAgainWhatHasPassedSince) {
     EXPECT_NE(shown.find("fast                 eth1       SP 1     0.0"), std::string::npos);
 }
 
-TEST_F(Top, BeginsOnAnEmptyScreenEachTime) {
+TEST_F(Top, BeginsOnAnEmptyScreenAndWritesOverItFromThenOn) {
     const std::string shown = show({2, 2, true});
-    EXPECT_EQ(shown.rfind("\033[H\033[2JQUEUE", 0), 0U);
-    EXPECT_NE(shown.find("\033[H\033[2JQUEUE", 1), std::string::npos);
+    EXPECT_EQ(shown.rfind("\033[2J\033[?7l\033[HQUEUE", 0), 0U);
+    EXPECT_EQ(shown.find("\033[2J", 1), std::string::npos);
+    EXPECT_NE(shown.find("\033[K\n\033[J\033[?7h\033[?7l\033[HQUEUE"), std::string::npos);
+    EXPECT_EQ(shown.substr(shown.size() - 8), "\033[J\033[?7h");
+}
+
+TEST_F(Top, FitsANarrowTerminal) {
+    EXPECT_EQ(show({2, 1, false}, false, {40, 0}), "QUEUE                KBIT/S  DROPS/S\n"
+                                                   "fast                 1100.0      0.0\n"
+                                                   "everything_else         0.0      0.5\n"
+                                                   "(behind all queues)     0.0      0.0\n");
+}
+
+TEST_F(Top, LeavesOutWhatTheTerminalHasNoRowsFor) {
+    const std::string shown = show({2, 1, true}, false, {40, 3});
+    EXPECT_NE(shown.find("fast"), std::string::npos);
+    EXPECT_EQ(shown.find("everything_else"), std::string::npos);
 }
 
 TEST_F(Top, WritesOneJsonDocumentALine) {
