@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -21,9 +22,18 @@
 
 namespace {
 
-std::function<void()> onPause; // called at each usleep() of this program
+// Called at each usleep() and before each flock() of this program.
+std::function<void()> onPause;
+std::function<void()> onLock;
 
 } // namespace
+
+extern "C" int flock(int fd, int operation) {
+    if (onLock) {
+        onLock();
+    }
+    return static_cast<int>(::syscall(SYS_flock, fd, operation));
+}
 
 extern "C" int usleep(useconds_t microseconds) {
     if (onPause) {
@@ -158,6 +168,17 @@ TEST_F(DaemonTest, a_holder_that_has_not_written_its_id_yet_still_holds) {
     ZEL_Daemon_deletePidFile(daemon);
     EXPECT_TRUE(fs::exists(file));
     ::close(fd);
+}
+
+TEST_F(DaemonTest, a_file_that_takes_the_place_of_nobodys_is_not_deleted) {
+    std::ofstream(file) << "4711";
+    onLock = [this] {
+        fs::rename(file, sandbox / "old");
+        std::ofstream(file) << "new";
+    };
+    ZEL_Daemon_deletePidFile(daemon);
+    onLock = nullptr;
+    EXPECT_EQ(readFile(file), "new");
 }
 
 TEST_F(DaemonTest, of_many_that_start_at_once_exactly_one_wins) {
