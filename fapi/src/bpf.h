@@ -1,5 +1,5 @@
-// bpf(2): the few commands that the tools need. libbpf would do, but it probes the kernel's features before
-// each load, which costs more than the load itself.
+// bpf(2): the few commands that the tools need. libbpf's wrappers of the same calls would bring an ELF reader
+// into each tool, which has nothing to read.
 #pragma once
 
 #include "program.h"

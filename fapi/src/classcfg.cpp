@@ -188,6 +188,7 @@ void classcfg(const Words& words, Subject& subject) {
     needPrivileges();
     Session session(Access::write);
     change(session, operation, wanted, subject);
+    tell("classcfg", subject, session);
 }
 
 } // namespace fapi

@@ -6,6 +6,7 @@
 #include <linux/rtnetlink.h>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace fapi {
 
@@ -113,6 +114,7 @@ bool Classifier::openMaps(const Kernel& kernel) {
         return true;
     }
     if (kernel.digest != programsDigest()) {
+        errno = 0;
         return false;
     }
     std::vector<UniqueFd> maps;
@@ -213,8 +215,10 @@ fapi_hits Classifier::hitsOf(const Kernel& kernel, uint32_t slot) {
     fapi_hits hits{};
     if (openMaps(kernel)) {
         bpf::lookup(maps_[FAPI_MAP_HITS], &slot, &hits);
+    } else if (errno == EPERM) {
+        throw Failure(withErrno("reading the rules' counters", errno));
     }
-    return hits;
+    return hits; // none, when other programs than these count
 }
 
 // ---- programs and their places
@@ -335,8 +339,11 @@ void Classifier::retreat(const State& stored, const ClassifierPlan& before, cons
 void Classifier::advance(const State& stored, const ClassifierPlan& held, const std::set<Hook>& standing,
                          State& next, const ClassifierPlan& after, bool rebuild) {
     setPcps(next, after, rebuild);
+    fresh_.clear();
     if (after.hooks.empty()) {
         next.kernel = {};
+        maps_.clear();
+        programs_.clear();
         return;
     }
     rebuild = rebuild || !openMaps(next.kernel);

@@ -126,6 +126,7 @@ void ifcfg(const Words& words, Subject& subject) {
     } else {
         remove(session, wanted);
     }
+    tell("ifcfg", subject, session);
 }
 
 } // namespace fapi

@@ -18,11 +18,10 @@ size_t aligned(size_t size) {
     return (size + NLA_ALIGNTO - 1) & ~static_cast<size_t>(NLA_ALIGNTO - 1);
 }
 
-// The kernel's sentence behind an error number, when it gave one.
-std::string explanation(const nlmsghdr& message) {
+// The kernel's sentence behind its answer, when it gave one.
+std::string sentenceOf(const nlmsghdr& message) {
     nlmsgerr error{};
     memcpy(&error, reinterpret_cast<const char*>(&message) + NLMSG_HDRLEN, sizeof error);
-    std::string text = strerror(-error.error);
     if ((message.nlmsg_flags & NLM_F_ACK_TLVS) != 0) {
         size_t offset = NLMSG_HDRLEN + sizeof error;
         if ((message.nlmsg_flags & NLM_F_CAPPED) == 0) {
@@ -32,19 +31,21 @@ std::string explanation(const nlmsghdr& message) {
         if (offset < message.nlmsg_len) {
             const Attributes attributes(reinterpret_cast<const char*>(&message) + offset,
                                         message.nlmsg_len - offset);
-            const std::string sentence = attributes.text(NLMSGERR_ATTR_MSG);
-            if (!sentence.empty()) {
-                text += " (" + sentence + ")";
-            }
+            return attributes.text(NLMSGERR_ATTR_MSG);
         }
     }
-    return text;
+    return {};
 }
 
 int errorOf(const nlmsghdr& message) {
     nlmsgerr error{};
     memcpy(&error, reinterpret_cast<const char*>(&message) + NLMSG_HDRLEN, sizeof error);
     return -error.error;
+}
+
+std::string explanation(const nlmsghdr& message) {
+    const std::string sentence = sentenceOf(message);
+    return strerror(errorOf(message)) + (sentence.empty() ? sentence : " (" + sentence + ")");
 }
 
 } // namespace
@@ -197,9 +198,11 @@ void Socket::run(Batch& batch) {
         receive([&](const nlmsghdr& message) {
             const uint32_t index = message.nlmsg_seq - firstSequence;
             if (message.nlmsg_type == NLMSG_ERROR && index < last - first) {
+                const std::string& name = batch.names_[first + index];
                 if (errorOf(message) != 0 && !failure) {
-                    failure.emplace(errorOf(message),
-                                    batch.names_[first + index] + ": " + explanation(message));
+                    failure.emplace(errorOf(message), name + ": " + explanation(message));
+                } else if (errorOf(message) == 0 && !sentenceOf(message).empty()) {
+                    warnings_.push_back(name + ": " + sentenceOf(message));
                 }
                 --open;
             }

@@ -94,6 +94,9 @@ class Socket {
     // the kernel works through all of it, so the caller must expect later requests to have taken effect.
     void run(Batch& batch);
 
+    // What the kernel said about requests that it granted.
+    const std::vector<std::string>& warnings() const { return warnings_; }
+
     // Runs one dump or get request; gives each answer's body to `take`.
     using Take = std::function<void(const nlmsghdr&, const char* body, size_t size)>;
     void ask(Batch& request, const Take& take);
@@ -107,6 +110,7 @@ class Socket {
 
     UniqueFd fd_;
     uint32_t sequence_ = 1;
+    std::vector<std::string> warnings_;
     std::unique_ptr<char[]> buffer_;
 };
 

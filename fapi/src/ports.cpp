@@ -97,6 +97,7 @@ Missing Ports::bring(const std::vector<PortPlan>& before, const std::vector<Port
         }
     }
     if (all) {
+        refresh();
         removeStrays(after);
     }
     for (const PortPlan& plan : after) {
@@ -151,13 +152,15 @@ void Ports::raise(const PortPlan& plan, Missing& missing) {
     }
 }
 
+// By the port's index: it may have another name by now, and its ifb stays when it goes.
 void Ports::remove(const PortPlan& plan) {
-    const Link* device = deviceOf(plan.port, plan.direction);
+    const Link* device = plan.direction == Direction::ingress ? links_.byName(ifbNameOf(plan.port.index))
+                                                              : links_.byIndex(plan.port.index);
     if (device == nullptr) {
         return; // it took its scheduler with it
     }
     nl::Batch batch;
-    if (plan.direction == Direction::ingress) {
+    if (isIfb(*device)) {
         deleteLink(batch, device->index, device->name);
     } else if (treeAt(device->index).ours()) {
         tc::deleteQdisc(batch, device->index, TC_H_ROOT, tc::handleOf(portMajor, 0));

@@ -98,6 +98,7 @@ void port(const Words& words, Subject& subject) {
     needPrivileges();
     Session session(Access::write);
     changeShaper(session, operation, shaper, options.has("--force"));
+    tell("qcfg", subject, session);
 }
 
 // ---- queues
@@ -233,6 +234,7 @@ void queue(const Words& words, Subject& subject) {
     if (missing.cutter) {
         warn("qcfg", subject, "the kernel has no tbf; offloaded packets are not cut and delay others");
     }
+    tell("qcfg", subject, session);
 }
 
 } // namespace

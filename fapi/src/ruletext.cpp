@@ -119,6 +119,9 @@ void checkActions(const Options& options) {
         if (value != "dscp" && value != "vlan" && value != "mark") {
             throw Usage("option -j: '" + value + "' is none of dscp, vlan, mark");
         }
+        if (std::count(options.all().begin(), options.all().end(), std::pair(name, value)) > 1) {
+            throw Usage("option -j " + value + " given twice");
+        }
         marks = marks || value == "mark";
     }
     for (const auto& [action, option] : actions) {

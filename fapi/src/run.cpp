@@ -1,6 +1,11 @@
 #include "failure.h"
+#include "session.h"
 #include "tools.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 
 namespace fapi {
@@ -39,15 +44,39 @@ struct Tool {
 constexpr Tool tools[] = {
     {"classcfg", classcfgHelp, classcfg}, {"ifcfg", ifcfgHelp, ifcfg}, {"qcfg", qcfgHelp, qcfg}};
 
+// One line, whatever the words of the command line hold.
 void complain(const std::string& tool, const Subject& subject, const std::string& what) {
-    const std::string line = tool + ": " + (subject.text.empty() ? "" : subject.text + ": ") + what + "\n";
-    (void)fputs(line.c_str(), stderr);
+    std::string line = tool + ": " + (subject.text.empty() ? "" : subject.text + ": ") + what;
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; },
+        '?');
+    (void)fputs((line + "\n").c_str(), stderr);
+}
+
+// A file opened later must not get the number of a closed standard stream, and a message with it.
+void holdStandardStreams() {
+    int fd = open("/dev/null", O_RDWR);
+    while (fd >= 0 && fd <= STDERR_FILENO) {
+        fd = open("/dev/null", O_RDWR);
+    }
+    if (fd >= 0) {
+        close(fd);
+    }
 }
 
 } // namespace
 
 void warn(const char* tool, const Subject& subject, const std::string& what) {
     complain(tool, subject, "warning: " + what);
+}
+
+void tell(const char* tool, const Subject& subject, Session& session) {
+    if (!session.damage().empty()) {
+        warn(tool, subject, "what was remembered is lost: " + session.damage());
+    }
+    for (const std::string& warning : session.socket().warnings()) {
+        warn(tool, subject, warning);
+    }
 }
 
 bool wantsShow(const Words& words) {
@@ -61,6 +90,7 @@ bool wantsShow(const Words& words) {
 }
 
 int run(const std::string& name, const Words& words) {
+    holdStandardStreams();
     Subject subject;
     try {
         for (const Tool& tool : tools) {
@@ -73,7 +103,7 @@ int run(const std::string& name, const Words& words) {
                 return 0;
             }
             tool.run(words, subject);
-            if (fflush(stdout) != 0) {
+            if (fflush(stdout) != 0 || ferror(stdout) != 0) {
                 throw Failure("writing the answer failed");
             }
             return 0;

@@ -26,7 +26,12 @@ void needPrivileges() {
 
 Session::Session(Access access)
     : store_(access), links_(socket_), ports_(socket_, links_), classifier_(socket_, links_, ports_, store_),
-      stored_(store_.load()), state_(present(stored_)) {}
+      stored_(store_.load()), state_(present(stored_)) {
+    // Whatever becomes of this call's own change: what is lost leaves no trace.
+    if (access == Access::write && (lost_ || !damage().empty())) {
+        commit(state_, false);
+    }
+}
 
 Interface Session::interface(const std::string& name) {
     const Link* link = links_.byName(name);
@@ -51,8 +56,10 @@ State Session::present(const State& stored) {
     drop(present.queues, [&](const Queue& queue) {
         return !there(queue.owner) || !ports_.has(portOf(stored, queue.owner), queue);
     });
-    drop(present.clsacts, [&](const Interface& interface) { return !there(interface); });
-    drop(present.pcps, [&](const auto& entry) { return !there(entry.first); });
+    // These outlive the interface's name, and have to be found again for their removal.
+    drop(present.clsacts,
+         [&](const Interface& interface) { return links_.byIndex(interface.index) == nullptr; });
+    drop(present.pcps, [&](const auto& entry) { return links_.byIndex(entry.first.index) == nullptr; });
     dropLostRules(present);
     return present;
 }
@@ -110,6 +117,8 @@ Missing Session::commit(State next, bool force) {
         store_.save(next, stored_);
         store_.markDone();
         stored_ = state_ = next;
+        lost_ = false;
+        ports_.refresh();
         return missing;
     } catch (const std::runtime_error& error) {
         try {

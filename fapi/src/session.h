@@ -18,6 +18,8 @@ class Session {
     explicit Session(Access access);
 
     const State& state() const { return state_; }
+    // Why the stored state could not be read and was dropped; empty when it could.
+    const std::string& damage() const { return store_.damage(); }
     Links& links() { return links_; }
     Ports& ports() { return ports_; }
     nl::Socket& socket() { return socket_; }

@@ -7,6 +7,8 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
@@ -43,6 +45,9 @@ std::string readAll(const std::string& path) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
     if (!file) {
+        if (errno != ENOENT) {
+            throw Failure(withErrno(path, errno));
+        }
         return text;
     }
     char block[8192];
@@ -50,7 +55,22 @@ std::string readAll(const std::string& path) {
     while ((got = read(file.get(), block, sizeof block)) > 0) {
         text.append(block, static_cast<size_t>(got));
     }
+    if (got < 0) {
+        throw Failure(withErrno(path, errno));
+    }
     return text;
+}
+
+template <size_t size>
+bool isText(const std::array<char, size>& text) {
+    return std::find(text.begin(), text.end(), '\0') != text.end();
+}
+
+// Nothing in it would lead the tools or the kernel's programs astray.
+bool isWhole(const Rule& rule) {
+    return rule.used == 0 ||
+           (rule.used == 1 && isText(rule.name) && isText(rule.inName) && isText(rule.outName) &&
+            rule.inIndex > 0 && rule.match.out <= FAPI_OUTS && rule.hasOut() == (rule.match.out != 0));
 }
 
 RuleTable readRules(const std::string& path) {
@@ -64,6 +84,9 @@ RuleTable readRules(const std::string& path) {
     const auto bytes = static_cast<ssize_t>(count * sizeof(Rule));
     if (read(file.get(), rules.get(), static_cast<size_t>(bytes)) != bytes) {
         throw Failure(withErrno(path, errno));
+    }
+    if (about.st_size % sizeof(Rule) != 0 || !std::all_of(rules.get(), rules.get() + count, isWhole)) {
+        throw Failure(path + " is damaged");
     }
     return {rules, static_cast<uint32_t>(count)};
 }
@@ -85,8 +108,10 @@ void writeAll(const std::string& path, const std::string& text) {
 
 } // namespace
 
-Store::Store(Access access) : root_(rootFolder()), folder_(root_ + "/" + namespaceName()) {
-    if (access == Access::write && mkdir(root_.c_str(), 0755) != 0 && errno != EEXIST) {
+// Others than root may read what they know the name of, but not open the folder: whoever opens it can lock
+// it.
+Store::Store(Access access) : root_(rootFolder()), folder_(root_ + "/" + namespaceName()), access_(access) {
+    if (access == Access::write && mkdir(root_.c_str(), 0711) != 0 && errno != EEXIST) {
         throw Failure(withErrno("state folder " + root_, errno));
     }
     lock(access);
@@ -111,8 +136,8 @@ void Store::requireOwn(int folder) const {
 void Store::lock(Access access) {
     lock_ = UniqueFd(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!lock_) {
-        if (access == Access::read && errno == ENOENT) {
-            return; // nothing was ever configured
+        if (access == Access::read && (errno == ENOENT || errno == EACCES)) {
+            return; // nothing was ever configured, or it can be read but not locked
         }
         throw Failure(withErrno("state folder " + root_, errno));
     }
@@ -130,10 +155,22 @@ void Store::lock(Access access) {
     }
 }
 
-State Store::load() const {
-    State state = parseState(readAll(folder_ + "/state"));
-    state.rules = readRules(folder_ + "/rules");
-    return state;
+State Store::load() {
+    try {
+        State state = parseState(readAll(folder_ + "/state"));
+        state.rules = readRules(folder_ + "/rules");
+        return state;
+    } catch (const Failure& failure) {
+        if (access_ == Access::read) {
+            throw Failure(std::string(failure.what()) + "; the next change drops it");
+        }
+        damage_ = failure.what();
+        markBusy();
+        for (const char* file : {"/state", "/rules"}) {
+            (void)unlink((folder_ + file).c_str());
+        }
+        return {};
+    }
 }
 
 void Store::makeFolder() {

@@ -26,7 +26,10 @@ class Store {
     // be used.
     explicit Store(Access access);
 
-    State load() const;
+    // Throws Failure when what is stored is damaged, unless this call may write: then it is as if nothing had
+    // been stored and a call had been interrupted, so that the kernel is freed of what nobody knows of.
+    State load();
+    const std::string& damage() const { return damage_; }
     // before: what the store holds now.
     void save(const State& state, const State& before);
 
@@ -45,6 +48,8 @@ class Store {
     std::string root_;
     std::string folder_;
     UniqueFd lock_;
+    Access access_;
+    std::string damage_;
 };
 
 // The text of the file `state`; separate for tests. parseState throws Failure on a line it does not

@@ -20,6 +20,10 @@ void classcfg(const Words& words, Subject& subject);
 // One line on standard error: the change was made, but not all of it could be.
 void warn(const char* tool, const Subject& subject, const std::string& what);
 
+// Warns of what went on beside the change: state that was lost, and what the kernel had to say.
+class Session;
+void tell(const char* tool, const Subject& subject, Session& session);
+
 // True for the words "--show --json"; throws Usage when --show comes with anything else.
 bool wantsShow(const Words& words);
 

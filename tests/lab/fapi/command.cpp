@@ -16,12 +16,16 @@ namespace fapi::test {
 
 namespace {
 
-[[noreturn]] void execute(const std::string& line) {
+std::vector<std::string> wordsOf(const std::string& line) {
     std::istringstream in(line);
     std::vector<std::string> words;
     for (std::string word; in >> word;) {
         words.push_back(word);
     }
+    return words;
+}
+
+[[noreturn]] void execute(std::vector<std::string> words) {
     std::vector<char*> arguments;
     for (std::string& word : words) {
         arguments.push_back(word.data());
@@ -48,9 +52,7 @@ int statusOf(int wait) {
     return WIFEXITED(wait) ? WEXITSTATUS(wait) : 128 + WTERMSIG(wait);
 }
 
-} // namespace
-
-Result command(const std::string& line) {
+Result run(const std::vector<std::string>& words) {
     int out[2];
     char errName[] = "/tmp/fapi-test-XXXXXX";
     const int err = mkstemp(errName);
@@ -62,7 +64,7 @@ Result command(const std::string& line) {
     if (child == 0) {
         dup2(out[1], 1);
         dup2(err, 2);
-        execute(line);
+        execute(words);
     }
     close(out[1]);
     Result result;
@@ -75,6 +77,16 @@ Result command(const std::string& line) {
     return result;
 }
 
+} // namespace
+
+Result command(const std::string& line) {
+    return run(wordsOf(line));
+}
+
+Result shell(const std::string& line) {
+    return run({"sh", "-c", line});
+}
+
 bool killedAtSystemCall(const std::string& line, int n) {
     const pid_t child = fork();
     if (child == 0) {
@@ -84,7 +96,7 @@ bool killedAtSystemCall(const std::string& line, int n) {
         setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // the leak check cannot run under a tracer
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         raise(SIGSTOP);
-        execute(line);
+        execute(wordsOf(line));
     }
     int wait = 0;
     waitpid(child, &wait, 0);

@@ -16,6 +16,9 @@ struct Result {
 // Blanks separate the words. Tool names are looked up in the build's bin folder first.
 Result command(const std::string& line);
 
+// The same as a shell runs it.
+Result shell(const std::string& line);
+
 // The program is killed at its n-th entry into or return from a system call; false when it ended before.
 bool killedAtSystemCall(const std::string& line, int n);
 

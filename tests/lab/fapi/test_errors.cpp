@@ -41,6 +41,8 @@ TEST_F(Errors, ofUsageExitWithTwo) {
           "classcfg -A r -i br0 -p udp --tcp-flags ack -j mark --mark 1 --mark-loc 1 --priority 1");
     fails(2, "classcfg: rule r on br0: options -j dscp and --actdscp belong together",
           "classcfg -A r -i br0 -p udp -j dscp -j mark --mark 1 --mark-loc 1 --priority 1");
+    fails(2, "classcfg: rule r on br0: option -j mark given twice",
+          "classcfg -A r -i br0 -p udp -j mark -j mark --mark 1 --mark-loc 1 --priority 1");
     fails(2, "classcfg: rule r on br0: option --mark_ing goes with --mark-loc 2",
           "classcfg -A r -i br0 -p udp -j mark --mark_ing 1 --mark-loc 1 --priority 1");
     fails(2, "ifcfg: ifmap ppp0: option -t: 'x' is not a number from 0 to 255",
