@@ -23,6 +23,11 @@ if(PACERD_SANITIZE)
     target_link_options(pacerd_options INTERFACE -fsanitize=${PACERD_SANITIZE})
 endif()
 
+# Fuzz targets steer by what of our code they reach.
+if(PACERD_FUZZ)
+    target_compile_options(pacerd_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # Builds in several checkouts and build folders share what they have compiled.
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
