@@ -85,7 +85,8 @@ RuleTable readRules(const std::string& path) {
     if (read(file.get(), rules.get(), static_cast<size_t>(bytes)) != bytes) {
         throw Failure(withErrno(path, errno));
     }
-    if (about.st_size % sizeof(Rule) != 0 || !std::all_of(rules.get(), rules.get() + count, isWhole)) {
+    if (static_cast<size_t>(about.st_size) % sizeof(Rule) != 0 ||
+        !std::all_of(rules.get(), rules.get() + count, isWhole)) {
         throw Failure(path + " is damaged");
     }
     return {rules, static_cast<uint32_t>(count)};
