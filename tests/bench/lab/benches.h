@@ -6,6 +6,9 @@
 
 namespace bench {
 
+// Packets that match rules and packets that narrowly do not.
+int classification(const std::string& folder);
+
 // Achieved rates against the shaper's, counted in the kernel.
 int shaping(const std::string& folder);
 

@@ -1,4 +1,4 @@
-// Usage: lab_bench FOLDER [shaping|priority|sharing|tool-cost|growth|whole-wan]...
+// Usage: lab_bench FOLDER [classification|shaping|priority|sharing|tool-cost|growth|whole-wan]...
 //
 // As pacerd_bench, but inside a run of the lab: it starts itself again in there. Needs root.
 #include "benches.h"
@@ -18,8 +18,13 @@
 namespace {
 
 const std::vector<std::pair<std::string, std::function<int(const std::string&)>>> benches = {
-    {"shaping", bench::shaping},    {"priority", bench::priority}, {"sharing", bench::sharing},
-    {"tool-cost", bench::toolCost}, {"growth", bench::growth},     {"whole-wan", bench::wholeWan},
+    {"classification", bench::classification},
+    {"shaping", bench::shaping},
+    {"priority", bench::priority},
+    {"sharing", bench::sharing},
+    {"tool-cost", bench::toolCost},
+    {"growth", bench::growth},
+    {"whole-wan", bench::wholeWan},
 };
 
 // Does not return unless it fails.
