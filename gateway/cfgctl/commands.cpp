@@ -5,6 +5,8 @@
 #include "config/rowchecker.h"
 #include "config/rowtext.h"
 #include "config/tableprinter.h"
+#include "import/tr181.h"
+#include "import/uci.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -137,6 +139,48 @@ std::size_t changeWhere(Database& database, const std::string& table, const Assi
     return count;
 }
 
+importers::Interfaces readInterfaces(Database& database, const Assignments& chosen) {
+    const auto content = readTables(database, {"NetworkSetupNode", "StatusNetifWatchLogical"});
+    importers::Interfaces interfaces(content[0], content[1], {chosen.begin(), chosen.end()});
+    for (const auto& [word, logical] : chosen) {
+        if (!interfaces.has(logical)) {
+            std::string message = "--interface " + word;
+            message += "=" + logical + ": the gateway has " + interfaces.describe();
+            throw Failure(ExitStatus::usage, message);
+        }
+    }
+    return interfaces;
+}
+
+// "; 2 things not carried over, 1 changed, 3 assumed"
+std::string remarkCounts(const std::vector<importers::Remark>& remarks) {
+    using Kind = importers::Remark::Kind;
+    const auto count = [&remarks](Kind kind) {
+        return static_cast<std::size_t>(std::count_if(
+            remarks.begin(), remarks.end(), [kind](const auto& remark) { return remark.kind == kind; }));
+    };
+    return "; " + counted(count(Kind::dropped), "thing") + " not carried over, " +
+           std::to_string(count(Kind::changed)) + " changed, " + std::to_string(count(Kind::assumed)) +
+           " assumed";
+}
+
+// The file's content; what does not come over goes to `remarks`, its counts to `summary`.
+gateway::GatewayFile readImport(Database& database, const Import& import, const std::string& shownName,
+                                std::ostream& remarks, std::string& summary) {
+    const std::string text = readFile(import.fileName);
+    if (import.format == ImportFormat::json) {
+        return gateway::parseGatewayFile(shownName, text);
+    }
+    const importers::Interfaces interfaces = readInterfaces(database, import.interfaces);
+    const auto read = import.format == ImportFormat::tr181 ? importers::fromTr181 : importers::fromUci;
+    importers::Imported imported = read(shownName, text, interfaces);
+    for (const importers::Remark& remark : imported.remarks) {
+        remarks << importers::toText(shownName, remark) << '\n';
+    }
+    summary = remarkCounts(imported.remarks);
+    return std::move(imported.file);
+}
+
 Transaction importTransaction(const std::vector<gateway::CheckedTable>& tables, ImportMode mode,
                               std::vector<std::string>& places) {
     Transaction transaction;
@@ -181,38 +225,49 @@ void insertRow(Database& database, const TableSchema& schema, const std::string&
 
 } // namespace
 
-Assignments parseAssignments(const std::vector<std::string>& texts) {
+Assignments parseAssignments(const std::vector<std::string>& texts, const std::string& form,
+                             const std::string& key) {
     Assignments assignments;
     std::set<std::string> columns;
     for (const std::string& text : texts) {
         const std::size_t sign = text.find('=');
         if (sign == std::string::npos || sign == 0) {
-            throw Failure(ExitStatus::usage, "\"" + text + "\" is not of the form COLUMN=VALUE");
+            std::string message = "\"" + text;
+            message += "\" is not of the form " + form;
+            throw Failure(ExitStatus::usage, message);
         }
         assignments.emplace_back(text.substr(0, sign), text.substr(sign + 1));
         if (!columns.insert(assignments.back().first).second) {
-            throw Failure(ExitStatus::usage, "column \"" + assignments.back().first + "\" is given twice");
+            throw Failure(ExitStatus::usage, key + " \"" + assignments.back().first + "\" is given twice");
         }
     }
     return assignments;
 }
 
-void importFile(Database& database, const std::string& fileName, ImportMode mode, std::ostream& out) {
-    const std::string shownName = fileName == "-" ? "standard input" : fileName;
+void importFile(Database& database, const Import& import, std::ostream& out, std::ostream& remarks) {
+    const std::string shownName = import.fileName == "-" ? "standard input" : import.fileName;
     Complaints complaints;
+    gateway::GatewayFile file;
     std::vector<gateway::CheckedTable> tables;
+    std::string summary;
     try {
-        const gateway::GatewayFile file = gateway::parseGatewayFile(shownName, readFile(fileName));
+        file = readImport(database, import, shownName, remarks, summary);
         tables = gateway::checkFile(database.schema(), file, shownName, complaints);
     } catch (const gateway::FileError& error) {
         throw Failure(ExitStatus::failure, error.what());
+    } catch (const importers::ImportError& error) {
+        refuse(error.lines());
     }
     if (!complaints.empty()) {
         refuse(std::move(complaints));
     }
+    if (import.mode == ImportMode::print) {
+        out << gateway::writeGatewayFile(file);
+        return;
+    }
     std::vector<std::string> places;
-    const Transaction transaction = importTransaction(tables, mode, places);
-    if (mode != ImportMode::dryRun && !transaction.empty()) {
+    const Transaction transaction = importTransaction(tables, import.mode, places);
+    if (import.mode != ImportMode::dryRun && !transaction.empty()) {
         database.transact(transaction, places);
     }
     std::size_t rows = 0;
@@ -220,7 +275,7 @@ void importFile(Database& database, const std::string& fileName, ImportMode mode
         rows += table.rows.size();
     }
     out << shownName << ": " << counted(rows, "row") << " in " << counted(tables.size(), "table")
-        << (mode == ImportMode::dryRun ? " checked" : " imported") << '\n';
+        << (import.mode == ImportMode::dryRun ? " checked" : " imported") << summary << '\n';
 }
 
 void exportTables(Database& database, const std::vector<std::string>& tables, std::ostream& out) {

@@ -4,6 +4,7 @@
 #include "cfgctl/database.h"
 
 #include <iosfwd>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,17 +16,33 @@ using Assignment = std::pair<std::string, std::string>;
 using Assignments = std::vector<Assignment>;
 
 // Throws Failure (usage) on a text without "=" or without a column before it, and on a column that is given
-// twice.
-Assignments parseAssignments(const std::vector<std::string>& texts);
+// twice. `form` and `key` are for the messages.
+Assignments parseAssignments(const std::vector<std::string>& texts, const std::string& form = "COLUMN=VALUE",
+                             const std::string& key = "column");
 
 enum class ImportMode {
     replace, // the tables that the file names hold the file's rows afterwards, and nothing else
     merge,   // rows with the Id of a row in the file are replaced, the others stay
     dryRun,  // only checked
+    print,   // only checked, and written as JSON
 };
 
-// "-" is standard input.
-void importFile(Database& database, const std::string& fileName, ImportMode mode, std::ostream& out);
+enum class ImportFormat {
+    json,  // a gateway file, as export writes it
+    tr181, // lines "Device.QoS.Queue.1.Precedence=3"
+    uci,   // OpenWrt's /etc/config/qos
+};
+
+struct Import {
+    std::string fileName; // "-" is standard input
+    ImportFormat format = ImportFormat::json;
+    ImportMode mode = ImportMode::replace;
+    // What the file's words for interfaces stand for: WORD=LOGICAL. For foreign formats.
+    Assignments interfaces;
+};
+
+// `remarks` gets a line for each thing in a foreign file that does not come over as it stands.
+void importFile(Database& database, const Import& import, std::ostream& out, std::ostream& remarks);
 
 // No tables: all of them. So too below.
 void exportTables(Database& database, const std::vector<std::string>& tables, std::ostream& out);

@@ -25,8 +25,11 @@ struct Options {
     bool quiet = false;
     std::string schemaFile;
     std::string file;
+    std::string format = "json";
     bool merge = false;
     bool dryRun = false;
+    bool print = false;
+    std::vector<std::string> interfaces;
     std::vector<std::string> tables;
     std::string table;
     std::string key;
@@ -54,10 +57,20 @@ Database connect(const Options& options) {
 }
 
 ImportMode importMode(const Options& options) {
+    if (options.print) {
+        return ImportMode::print;
+    }
     if (options.dryRun) {
         return ImportMode::dryRun;
     }
     return options.merge ? ImportMode::merge : ImportMode::replace;
+}
+
+ImportFormat importFormat(const Options& options) {
+    if (options.format == "tr181") {
+        return ImportFormat::tr181;
+    }
+    return options.format == "uci" ? ImportFormat::uci : ImportFormat::json;
 }
 
 void addInit(CLI::App& app, Options& options) {
@@ -75,19 +88,37 @@ void addInit(CLI::App& app, Options& options) {
 }
 
 void addImport(CLI::App& app, Options& options) {
-    CLI::App* import = app.add_subcommand(
-        "import",
-        "Read a gateway from a JSON file, all of it or nothing; the tables that the file names are replaced");
-    import->add_option("FILE", options.file, "The file, - for standard input")->required()->type_name("");
-    CLI::Option* merge = import->add_flag("--merge", options.merge,
-                                          "Keep the tables' other rows; replace those with the same Id");
-    import->add_flag("--dry-run", options.dryRun, "Only check the file against the database's schema")
+    CLI::App* command = app.add_subcommand(
+        "import", "Read a configuration, all of it or nothing; the tables that the file names are replaced");
+    command->add_option("FILE", options.file, "The file, - for standard input")->required()->type_name("");
+    command->add_option("--from", options.format, "The file's format: json, tr181 or uci")
+        ->check(CLI::IsMember({"json", "tr181", "uci"}))
+        ->capture_default_str()
+        ->type_name("FORMAT");
+    command
+        ->add_option("--interface", options.interfaces,
+                     "What the file's word for an interface is here, wan2=ProviderIPTV; for tr181 and uci")
+        ->type_name("WORD=NAME")
+        ->allow_extra_args(false);
+    CLI::Option* merge = command->add_flag("--merge", options.merge,
+                                           "Keep the tables' other rows; replace those with the same Id");
+    command->add_flag("--dry-run", options.dryRun, "Only check the file against the database's schema")
         ->excludes(merge);
-    import->callback([&options] {
+    command->add_flag("--print", options.print, "Only write as JSON what would be imported")->excludes(merge);
+    command->callback([&options] {
+        const Assignments interfaces = parseAssignments(options.interfaces, "WORD=NAME", "interface");
+        const bool foreign = options.format != "json";
+        if (!foreign && !interfaces.empty()) {
+            throw Failure(ExitStatus::usage, "--interface is for --from tr181 and --from uci");
+        }
+        if (foreign && options.merge) {
+            throw Failure(ExitStatus::usage, "--merge is for JSON: the other formats bring no Ids");
+        }
         Database database = connect(options);
-    importFile(database, options.file, importMode(options), report(options));
-});
-} // namespace
+        importFile(database, {options.file, importFormat(options), importMode(options), interfaces},
+                   options.print ? std::cout : report(options), std::cerr);
+    });
+}
 
 CLI::App* addReader(CLI::App& app, Options& options, const char* name, const char* purpose) {
     CLI::App* command = app.add_subcommand(name, purpose);
@@ -197,7 +228,7 @@ int run(int argc, char** argv) {
     return toExit(ExitStatus::done);
 }
 
-} // namespace cfgctl
+} // namespace
 
 } // namespace cfgctl
 

@@ -10,6 +10,9 @@ namespace e2e {
 std::string schemaFile();                     // the one that is shipped
 Json exampleGateway(const std::string& name); // a shipped example: "dsl-tripleplay"
 
+// The path of an input of the import tests.
+std::string importFile(const std::string& name);
+
 // A DSL line ptm0 with one stack ppp0, ptm0.7, ptm0, a home network br0 and lo. At least one object of each
 // kind; eleven commands. The line is up, the internet is not.
 Json smallGateway();

@@ -1,0 +1,39 @@
+#include "import/imported.h"
+
+namespace importers {
+
+namespace {
+
+std::string place(const std::string& fileName, std::size_t line) {
+    return fileName + ":" + std::to_string(line) + ": ";
+}
+
+const char* inWords(Remark::Kind kind) {
+    switch (kind) {
+    case Remark::Kind::changed:
+        return ": changed: ";
+    case Remark::Kind::assumed:
+        return ": assumed: ";
+    case Remark::Kind::dropped:
+        break;
+    }
+    return ": not carried over: ";
+}
+
+} // namespace
+
+std::string toText(const std::string& fileName, const Remark& remark) {
+    return place(fileName, remark.line) + remark.subject + inWords(remark.kind) + remark.reason;
+}
+
+void Faults::add(std::size_t line, const std::string& what) {
+    lines_.push_back(place(fileName_, line) + what);
+}
+
+void Faults::throwIfAny() const {
+    if (!lines_.empty()) {
+        throw ImportError(lines_);
+    }
+}
+
+} // namespace importers
