@@ -29,10 +29,21 @@ std::string textOf(const nlattr* attribute) {
     return {text, strnlen(text, static_cast<std::size_t>(nla_len(attribute)))};
 }
 
-// RFC 2863's operational state, and the carrier besides: the state follows a lost carrier by up to a second.
-bool isUp(unsigned flags, unsigned state) {
-    return (flags & IFF_UP) != 0 && (flags & IFF_LOWER_UP) != 0 &&
-           (state == IF_OPER_UP || state == IF_OPER_UNKNOWN);
+// RFC 2863's operational state, and the carrier besides: the kernel works the state out at most once a
+// second, so that it may follow the carrier late. It calls an interface down, or the one below it, only
+// without a carrier; with one such a state is of before, and what it will be is up, unless something waits
+// for an authentication.
+bool isUp(unsigned flags, unsigned state, unsigned linkMode) {
+    if ((flags & IFF_UP) == 0 || (flags & IFF_LOWER_UP) == 0) {
+        return false;
+    }
+    const bool isOld = state == IF_OPER_DOWN || state == IF_OPER_LOWERLAYERDOWN;
+    const bool waits = (flags & IFF_DORMANT) != 0 || linkMode != IF_LINK_MODE_DEFAULT;
+    return state == IF_OPER_UP || state == IF_OPER_UNKNOWN || (isOld && !waits);
+}
+
+unsigned byteOf(const nlattr* attribute, unsigned otherwise) {
+    return attribute != nullptr && nla_len(attribute) >= 1 ? nla_get_u8(attribute) : otherwise;
 }
 
 std::optional<KernelEvent> parseLink(const nlmsghdr& message) {
@@ -48,12 +59,9 @@ std::optional<KernelEvent> parseLink(const nlmsghdr& message) {
     if (attributes[IFLA_IFNAME] == nullptr) {
         return std::nullopt;
     }
-    const nlattr* state = attributes[IFLA_OPERSTATE];
-    unsigned operationalState = IF_OPER_UNKNOWN;
-    if (state != nullptr && nla_len(state) >= 1) {
-        operationalState = nla_get_u8(state);
-    }
-    return LinkSeen{link->ifi_index, textOf(attributes[IFLA_IFNAME]), isUp(link->ifi_flags, operationalState),
+    const unsigned state = byteOf(attributes[IFLA_OPERSTATE], IF_OPER_UNKNOWN);
+    const unsigned mode = byteOf(attributes[IFLA_LINKMODE], IF_LINK_MODE_DEFAULT);
+    return LinkSeen{link->ifi_index, textOf(attributes[IFLA_IFNAME]), isUp(link->ifi_flags, state, mode),
                     (link->ifi_flags & IFF_LOOPBACK) != 0};
 }
 

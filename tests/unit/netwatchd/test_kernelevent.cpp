@@ -85,14 +85,29 @@ TEST(KernelEvent, TheLoopbackInterfaceIsKnownAsSuch) {
     EXPECT_TRUE(std::get<LinkSeen>(event.value()).loopback);
 }
 
-TEST(KernelEvent, OnlyUpAndUnknownWithACarrierCountAsUp) {
+TEST(KernelEvent, UpAndUnknownWithACarrierCountAsUp) {
     EXPECT_TRUE(isUp(running, IF_OPER_UP));
     EXPECT_TRUE(isUp(running, IF_OPER_UNKNOWN));
     EXPECT_FALSE(isUp(running, IF_OPER_DORMANT));
     EXPECT_FALSE(isUp(running, IF_OPER_TESTING));
-    EXPECT_FALSE(isUp(running, IF_OPER_LOWERLAYERDOWN));
-    EXPECT_FALSE(isUp(running, IF_OPER_DOWN));
     EXPECT_FALSE(isUp(running, IF_OPER_NOTPRESENT));
+}
+
+TEST(KernelEvent, ADownStateWithACarrierIsOldAndNotWaitedFor) {
+    EXPECT_TRUE(isUp(IFF_UP | IFF_LOWER_UP, IF_OPER_DOWN));
+    EXPECT_TRUE(isUp(IFF_UP | IFF_LOWER_UP, IF_OPER_LOWERLAYERDOWN));
+    EXPECT_FALSE(isUp(IFF_UP, IF_OPER_DOWN));
+    EXPECT_FALSE(isUp(IFF_UP, IF_OPER_LOWERLAYERDOWN));
+}
+
+TEST(KernelEvent, ADownStateIsWaitedForWhereAnAuthenticationMayFollow) {
+    EXPECT_FALSE(isUp(IFF_UP | IFF_LOWER_UP | IFF_DORMANT, IF_OPER_DOWN));
+    const auto event = linkMessage(IFF_UP | IFF_LOWER_UP)
+                           .with(IFLA_IFNAME, "eth1")
+                           .with(IFLA_OPERSTATE, static_cast<unsigned char>(IF_OPER_DOWN))
+                           .with(IFLA_LINKMODE, static_cast<unsigned char>(IF_LINK_MODE_DORMANT))
+                           .parsed();
+    EXPECT_FALSE(std::get<LinkSeen>(event.value()).up);
 }
 
 TEST(KernelEvent, WithoutACarrierOrWhenSwitchedOffALinkIsDown) {
