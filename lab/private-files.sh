@@ -33,13 +33,15 @@ private_devices() {
     mount -t tmpfs -o mode=755 lab "$1"
     mkdir "$1/net" "$1/pts" "$1/shm"
     modprobe -q ppp_generic 2>/dev/null || :
-    for device in null zero full random urandom tty ptmx ppp net/tun; do
+    for device in null zero full random urandom tty ppp net/tun; do
         if [ -c "/dev/$device" ]; then
             touch "$1/$device"
             mount --bind "/dev/$device" "$1/$device"
         fi
     done
-    mount --bind /dev/pts "$1/pts"
+    # Terminals of its own: the kernel looks for a new one's folder beside the ptmx that was opened.
+    mount -t devpts -o newinstance,ptmxmode=666,mode=620 lab "$1/pts"
+    ln -s pts/ptmx "$1/ptmx"
     mount -t tmpfs -o mode=1777 lab "$1/shm"
     ln -s /proc/self/fd "$1/fd"
     ln -s fd/0 "$1/stdin"

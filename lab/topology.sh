@@ -89,14 +89,16 @@ make_namespaces() {
     done
 }
 
-# A neighbour once found is not asked again for an hour: counters show the traffic of the lab's user and nothing else.
+# A neighbour once found is neither asked again nor probed for an hour: counters show the traffic of the lab's user and
+# nothing else.
 calm_interfaces() {
     for namespace in $namespaces; do
         in_network "$namespace" sh -c '
             while IFS=" :" read -r device _; do
-                for family in ipv4 ipv6; do
-                    file=/proc/sys/net/$family/neigh/$device/base_reachable_time_ms
-                    [ ! -e "$file" ] || echo 3600000 >"$file"
+                for folder in /proc/sys/net/ipv4/neigh/$device /proc/sys/net/ipv6/neigh/$device; do
+                    [ -d "$folder" ] || continue
+                    echo 3600000 >"$folder/base_reachable_time_ms"
+                    echo 3600 >"$folder/delay_first_probe_time"
                 done
             done </proc/net/dev'
     done

@@ -71,7 +71,7 @@ real_vlan() {
 real_ppp() {
     flush
     mount -t tmpfs -o mode=755 lab /etc/ppp
-    echo 'noauth lcp-echo-interval 0 +ipv6' >/etc/ppp/server-options
+    echo 'noauth lcp-echo-interval 0 +ipv6 logfile /run/lab/pppd-server.log' >/etc/ppp/server-options
     touch /etc/ppp/options
     plugin=$(find /usr/lib/pppd -name rp-pppoe.so | head -n 1)
     in_ns wan pppoe-server -F -I "$2" -L 203.0.113.1 -R 203.0.113.2 -N 1 -T 0 \
@@ -81,7 +81,7 @@ real_ppp() {
     tries=300
     until ip -n gw -4 addr show dev "$1" 2>/dev/null | grep -q 203.0.113.2; do
         tries=$((tries - 1))
-        [ $tries -gt 0 ] || { cat /run/lab/pppoe-server.log /run/lab/pppd.log >&2; return 1; }
+        [ $tries -gt 0 ] || { cat /run/lab/pppoe-server.log /run/lab/pppd*.log >&2; return 1; }
         sleep 0.1
     done
     echo "$1 $(ip -n wan -o -4 addr show | awk '/203.0.113.1/ { print $2; exit }')" >>/run/lab/twins

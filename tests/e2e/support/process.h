@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <string>
@@ -13,12 +14,17 @@ namespace e2e {
 
 using Milliseconds = std::chrono::milliseconds;
 
-// Long enough for a loaded machine; a test that waits this long has failed.
+// Long enough for a loaded machine; a test that waits this long has failed. TEST_PATIENCE: another number of
+// seconds, for a machine that is slow beyond that, such as an emulated one.
 #ifdef E2E_SANITIZED
-inline constexpr Milliseconds patience{60'000};
+inline constexpr int usualPatience = 60;
 #else
-inline constexpr Milliseconds patience{20'000};
+inline constexpr int usualPatience = 20;
 #endif
+inline const Milliseconds patience = [] {
+    const char* chosen = std::getenv("TEST_PATIENCE");
+    return std::chrono::seconds(chosen == nullptr ? usualPatience : std::atoi(chosen));
+}();
 
 struct Command {
     std::vector<std::string> words;

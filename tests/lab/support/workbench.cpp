@@ -107,7 +107,16 @@ void WorkbenchTest::remember() {
     }
 }
 
-QueueCounts WorkbenchTest::countsOf(const std::string& interface, uint32_t firstLength) {
+QueueCounts WorkbenchTest::countsOf(const std::string& interface, uint32_t firstLength, uint64_t awaited) {
+    QueueCounts counts;
+    e2e::eventually([&] {
+        counts = countsSoFar(interface, firstLength);
+        return counts.first.packets + counts.second.packets + counts.rest.packets >= awaited;
+    });
+    return counts;
+}
+
+QueueCounts WorkbenchTest::countsSoFar(const std::string& interface, uint32_t firstLength) {
     const auto since = [&](uint32_t length) {
         return queueOfLength(portOf(interface), length) - before_.at(length);
     };
