@@ -82,6 +82,47 @@ TEST_F(Queues, ofAllPrecedencesLeaveInTheirOrder) {
     EXPECT_EQ((std::vector<uint16_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}), second);
 }
 
+TEST_F(Queues, ofAllStacksOnAPortStandInOneOrder) {
+    // The queues of two stacks, two of them of one precedence; a mark is 10 times the stack and the
+    // precedence.
+    const auto add = [](const std::string& upper, int mark) {
+        const std::string number = std::to_string(mark);
+        ok("qcfg --queue -A q" + number + " -i " + upper + " -t egress -l 100 -m sp --priority " +
+           std::to_string(mark % 10) + " -d tail --map " + number);
+        ok("classcfg -A m" + number + " -i br0 -p udp --dport 50" + number + " -o " + upper +
+           " -j mark --mark " + number + " --mark-loc 1 --priority 1");
+    };
+    const auto packet = [](int mark, int id) {
+        Packet one;
+        one.dst = mark < 20 ? "10.0.0.2" : "10.0.8.2";
+        one.dport = static_cast<uint16_t>(5000 + mark);
+        one.payload = 1000;
+        one.id = static_cast<uint16_t>(id);
+        return one;
+    };
+    // One stack's queue is there before its map and before the shaper, which comes last of all.
+    add("ppp0", 15);
+    ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
+    ok("ifcfg --ifmap -A ptm0.8 -t2 -bptm0 -lptm0");
+    for (const int mark : {11, 13}) {
+        add("ppp0", mark);
+    }
+    for (const int mark : {21, 24}) {
+        add("ptm0.8", mark);
+    }
+    std::vector<Packet> packets(4, packet(15, 99)); // what the port lets through at once
+    for (const int mark : {15, 24, 13, 21, 11}) {
+        packets.push_back(packet(mark, 0)); // what a class may send before it asks for its turn
+        packets.push_back(packet(mark, mark));
+        packets.push_back(packet(mark, mark));
+    }
+    std::vector<uint16_t> ids = order(packets, packets.size(), "50");
+    std::erase_if(ids, [](uint16_t id) { return id == 0 || id == 99; });
+    ASSERT_EQ(10U, ids.size());
+    std::sort(ids.begin(), ids.begin() + 4); // the two of precedence 1 take turns
+    EXPECT_EQ((std::vector<uint16_t>{11, 11, 21, 21, 13, 13, 24, 24, 15, 15}), ids);
+}
+
 TEST_F(Queues, strictOnesGoBeforeWeightedOnesAndThoseBeforeTheRest) {
     ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
     ok("qcfg --queue -A w -i ppp0 -t egress -l 100 -m wfq --weight 10 -d tail --map 1");
