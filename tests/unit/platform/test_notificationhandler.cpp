@@ -44,6 +44,14 @@ TEST_F(NotificationHandlerTest, a_normal_start_logs_nothing) {
     EXPECT_THAT(log.take(), IsEmpty());
 }
 
+TEST_F(NotificationHandlerTest, a_stop_signal_before_the_first_wait_is_not_lost) {
+    const auto before = std::signal(SIGTERM, [](int) {});
+    start();
+    static_cast<void>(std::raise(SIGTERM));
+    EXPECT_EQ(dispatcher.handleEvents(10'000), 0) << "whatever the server has sent";
+    static_cast<void>(std::signal(SIGTERM, before));
+}
+
 TEST_F(NotificationHandlerTest, the_initial_call_comes_from_the_first_process_and_only_once) {
     other.insert("QoSQueues", {{"Id", 1}, {"Name", "voip"}});
     std::string seen;
@@ -215,6 +223,24 @@ TEST_F(NotificationHandlerTest, a_handler_may_unregister_itself_in_the_middle_of
     ASSERT_TRUE(loopUntilCalled("check:StatusDsl"));
     loopFor(std::chrono::milliseconds(50));
     EXPECT_THAT(handler.take(), ElementsAre("check:StatusDsl"));
+}
+
+TEST_F(NotificationHandlerTest, a_handler_that_unregisters_itself_takes_no_round_from_the_next) {
+    startLive();
+    RecordingHandler next;
+    next.tables = {"QoSQueues"};
+    notification->registerConfigHandler(next);
+    ASSERT_TRUE(loopUntil([&] { return !next.calls.empty(); }));
+    EXPECT_THAT(next.take(), ElementsAre("check:"));
+    handler.onCheck = [&](const IConfigClient&, const std::string&) {
+        notification->unregisterConfigHandler(handler);
+        return false;
+    };
+    handler.take();
+    other.insert("QoSQueues", {{"Id", 1}});
+    ASSERT_TRUE(loopUntilCalled("check:QoSQueues"));
+    EXPECT_THAT(next.take(), ElementsAre("check:QoSQueues"));
+    notification->unregisterConfigHandler(next);
 }
 
 TEST_F(NotificationHandlerTest, a_handler_that_comes_later_gets_its_initial_call) {

@@ -373,7 +373,7 @@ const std::vector<Misbehaviour> misbehaviours = {
     {"refuses_to_monitor",
      [](FakePeer& peer) {
          peer.answerSchema(schema());
-         peer.refuse(*peer.read(), "not today");
+         peer.refuse(*peer.read(), "not\ntoday"); // its words end up in a log line
          peer.waitUntilClosed();
      },
      "sent an error instead of the tables: not today"},

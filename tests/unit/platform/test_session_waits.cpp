@@ -169,6 +169,22 @@ TEST_F(SessionWaitsTest, a_server_that_reads_nothing_holds_nobody_up_for_longer)
     EXPECT_EQ(session->lastOutage(), "gave no answer within 500 ms");
 }
 
+TEST_F(SessionWaitsTest, a_request_that_the_socket_does_not_take_at_once_arrives_whole) {
+    const FakeServer server(path, [&](FakePeer& peer, int) {
+        peer.answerSchema(schema());
+        peer.answerMonitor();
+        const auto request = peer.read();
+        peer.reply(*request, {{{"count", request->at("params").dump().size()}}});
+        peer.waitUntilClosed();
+    });
+    open();
+    Transaction large;
+    large.comment(std::string(4'000'000, 'x'));
+    const TransactResult result = session->transact(large);
+    ASSERT_EQ(result.status, Status::answered);
+    EXPECT_GT(ovsdb::countOf(result.results, 0), 4'000'000U);
+}
+
 TEST_F(SessionWaitsTest, a_reader_does_not_wait_as_long_as_the_connection_does) {
     const FakeServer server(path, [&](FakePeer& peer, int) { peer.waitUntilClosed(); });
     open(milliseconds(60'000));
