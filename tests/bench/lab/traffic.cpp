@@ -19,7 +19,8 @@ namespace {
 
 constexpr auto settling = std::chrono::seconds(2); // until the queues are full
 constexpr auto counting = std::chrono::seconds(10);
-constexpr double frame = 1514; // bytes of a full packet with its Ethernet header
+constexpr double frame = 1514;   // bytes of a full packet with its Ethernet header
+constexpr int highestRate = 500; // Mbit/s
 constexpr int firstPort = 6001;
 constexpr int callPort = 5060;
 
@@ -76,8 +77,10 @@ void reportRate(Report& report, int mbit) {
     const double rate = counted.bytes[0] * 8 / counted.seconds / 1e6;
     const std::string name = std::to_string(mbit) + " Mbit/s";
     report.details()[name] = rate;
-    report.add({"shaper of " + name + ": deviation of what was sent", std::abs(rate / mbit - 1) * 100, "%", 1,
-                counted.saturated ? "" : idle});
+    // Not every machine carries the highest rate: what no load has filled says nothing about the shaper.
+    const bool judged = counted.saturated || mbit < highestRate;
+    report.add({"shaper of " + name + ": deviation of what was sent", std::abs(rate / mbit - 1) * 100, "%",
+                judged ? std::optional(1.0) : std::nullopt, counted.saturated ? "" : idle});
 }
 
 // 1 Mbit/s in packets of 200 bytes for ten seconds.
@@ -140,7 +143,7 @@ void reportShares(Report& report, const std::vector<int>& weights) {
 
 int shaping(const std::string& folder) {
     Report report(folder, "shaping");
-    for (const int mbit : {1, 20, 100, 500}) {
+    for (const int mbit : {1, 20, 100, highestRate}) {
         reportRate(report, mbit);
     }
     return report.finish();
