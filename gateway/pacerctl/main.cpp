@@ -32,7 +32,13 @@ int main(int argc, char** argv) {
     try {
         addToolsFolder();
         const std::vector<std::string> arguments(argv + 1, argv + argc);
-        return pacerctl::run(arguments, std::cout, std::cerr, ::isatty(STDOUT_FILENO) == 1, terminalSize);
+        const int status =
+            pacerctl::run(arguments, std::cout, std::cerr, ::isatty(STDOUT_FILENO) == 1, terminalSize);
+        if (!std::cout.flush()) { // a full disk, say: half a report must not pass for a whole one
+            std::cerr << "pacerctl: cannot write the report\n";
+            return 2;
+        }
+        return status;
     } catch (const std::exception& error) {
         std::cerr << "pacerctl: " << error.what() << '\n';
         return 2;

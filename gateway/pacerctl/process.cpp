@@ -20,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds patience{10};
+constexpr std::chrono::seconds patience{30};
 constexpr std::size_t largestOutput = 64U << 20U;
 
 class Descriptor {

@@ -23,7 +23,7 @@ using zel::cfg::GatewayColumn;
 using zel::cfg::GatewayTable;
 using zel::cfg::gatewayTables;
 
-constexpr std::chrono::seconds serverPatience{5};
+constexpr std::chrono::seconds serverPatience{30}; // a loaded gateway is slow, not dead
 
 // The one column of the tables that a row may have no value in.
 constexpr const char* optionalColumn = "DSCPMatch";

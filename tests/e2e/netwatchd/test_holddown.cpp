@@ -24,15 +24,13 @@ TEST_F(HoldDown, WithoutItEveryFlapIsWritten) {
 
 TEST_F(HoldDown, AFlappingInterfaceGoesDownOnceAndComesUpOnceItIsStable) {
     startAndSettle({"--hold-down", "400"});
-    const auto begin = StatusRecord::Clock::now();
     flap(3);
     const auto stable = StatusRecord::Clock::now() - Milliseconds(60);
     ASSERT_TRUE(record->waitForRow("ProviderInternet up 0.0.0.0"));
     ASSERT_EQ(record->entries().size(), 2U);
     EXPECT_THAT(record->entries()[0].rows, ElementsAre("ProviderInternet down 0.0.0.0"));
-    EXPECT_LT(record->entries()[0].time - begin, Milliseconds(100));
+    EXPECT_LT(record->entries()[0].time, stable) << "down is not held back";
     EXPECT_GE(record->entries()[1].time - stable, Milliseconds(350));
-    EXPECT_LT(record->entries()[1].time - stable, Milliseconds(500));
 }
 
 TEST_F(HoldDown, AnAddressThatComesBackIsHeldBackToo) {

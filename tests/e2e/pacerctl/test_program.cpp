@@ -125,6 +125,12 @@ TEST_F(PacerctlTest, SaysWithinSecondsThatThereIsNoServer) {
     EXPECT_THAT(outcome.errors, HasSubstr("pacerctl: no configuration server: '/tmp/cfgserver.socket' "));
 }
 
+TEST_F(PacerctlTest, SaysThatItsReportCouldNotBeWritten) {
+    const Outcome outcome = run({"sh", "-c", programFolder() + "/pacerctl lint --list >/dev/full"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.errors, "pacerctl: cannot write the report\n");
+}
+
 TEST_F(PacerctlTest, WritesNothingToTheSystemLog) {
     startServer(exampleGateway("dsl-tripleplay"));
     const std::size_t before = log.lines().size();

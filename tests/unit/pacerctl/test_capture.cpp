@@ -1,4 +1,5 @@
 #include "pacerctl/capture.h"
+#include "pacerctl/cli.h"
 
 #include <gtest/gtest.h>
 #include <pcap/pcap.h>
@@ -6,6 +7,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <sstream>
 
 namespace pacerctl {
 
@@ -201,6 +203,25 @@ TEST_F(CaptureFile, SaysWhatIsNoIpPacket) {
     write(DLT_EN10MB, {ethernet(0x0806) + Bytes(28, 0), {1, 2, 3}});
     EXPECT_EQ(failure(1), "packet 1 of 'FILE' is no IP packet");
     EXPECT_EQ(failure(2), "packet 2 of 'FILE' is no IP packet");
+}
+
+TEST_F(CaptureFile, GivesExplainThePacketThatItsOptionsWouldDescribe) {
+    write(DLT_EN10MB, {ethernet(0x0800) + ipv4(6, 20) + tcp(0x10), ethernet(0x0800) + udpPacket_});
+    const auto explain = [](std::vector<std::string> packet) {
+        std::ostringstream out;
+        std::ostringstream err;
+        packet.insert(
+            packet.begin(),
+            {"explain", "--file", PACERD_SOURCE_DIR "/share/examples/dsl-tripleplay.json", "--in", "br0"});
+        EXPECT_EQ(run(packet, out, err, false), 0) << err.str();
+        return out.str();
+    };
+    EXPECT_EQ(explain({"--pcap", file_, "--packet", "2"}),
+              explain({"--proto", "udp", "--src", "192.168.1.5", "--sport", "40000", "--dst", "198.51.100.7",
+                       "--dport", "5060"}));
+    EXPECT_EQ(explain({"--pcap", file_}),
+              explain({"--proto", "tcp", "--src", "192.168.1.5", "--sport", "40000", "--dst", "198.51.100.7",
+                       "--dport", "443", "--ack"}));
 }
 
 TEST_F(CaptureFile, SaysWhyItCannotBeRead) {
