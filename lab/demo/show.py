@@ -16,7 +16,7 @@ from dataclasses import asdict
 import figures
 import picture
 import terminal as screen
-from gateway import GROUPS, Failed, Gateway, kernel_state, run
+from gateway import GROUPS, PATIENCE, Failed, Gateway, kernel_state, run
 from traffic import SERVICES, Arrivals, Traffic
 
 LINE = 22_000  # kbit/s upstream; the line that the example is made for
@@ -86,7 +86,7 @@ class Show:
         self.terminal.title("Measuring")
         run("lab", "line", str(LINE), str(DOWNSTREAM))
         self.moments["begin"] = time.time()
-        traffic = Traffic(self.length + 2, self.folder)
+        traffic = Traffic(self.length + 2 * PATIENCE, self.folder)
         arrivals = Arrivals(self.show_progress)
         arrivals.start()
 
@@ -193,6 +193,10 @@ class Show:
             mark = self.terminal.paint("green", "yes") if holds else self.terminal.paint("red", "NO ")
             self.terminal.say(f"    {mark}  {what}")
             good = good and holds
+        load, processors = os.getloadavg()[0], os.cpu_count() or 1
+        if not good and load > 3 * processors:
+            self.terminal.say(f"    (This machine is busy with other things: load {load:.0f} on {processors} processors. Packets"
+                              " wait for those, too.)")
         self.terminal.say()
         self.terminal.say(f"  Picture: {self.folder}/demo.svg   everything else: {self.folder}/")
         return good

@@ -7,7 +7,7 @@ import threading
 import time
 from dataclasses import dataclass
 
-from gateway import Failed, in_network, run
+from gateway import PATIENCE, Failed, in_network, run
 
 PERIOD = 0.25  # seconds between two readings of the counters
 
@@ -45,9 +45,12 @@ SERVICES = [
             873, flows=8),
 ]
 
+METERED = {service.name for service in SERVICES if service.metered()}
+
 
 class Traffic:
-    """Constant-rate services from the beginning, the greedy ones from start_load() on; all for the given time."""
+    """Constant-rate services from the beginning, the greedy ones from start_load() on; all until finish(), but no longer
+    than the given time."""
 
     def __init__(self, seconds, folder):
         self._folder = folder
@@ -70,8 +73,13 @@ class Traffic:
 
     def finish(self):
         for name, sender in self._senders:
-            output, errors = sender.communicate(timeout=self._seconds + 30)
-            if sender.returncode != 0:
+            if sender.poll() is not None:
+                raise Failed(f"the sender of {name} ended too early: {sender.communicate()[1].strip()}")
+            sender.terminate()
+        for name, sender in self._senders:
+            output, errors = sender.communicate(timeout=PATIENCE)
+            # iperf3 calls it an error to be ended.
+            if sender.returncode != 0 and name in METERED:
                 raise Failed(f"the sender of {name} failed: {errors.strip() or output.strip()[-300:]}")
         for server in self._others:
             server.kill()

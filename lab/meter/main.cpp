@@ -5,12 +5,20 @@
 
 #include <CLI/CLI.hpp>
 
+#include <atomic>
+#include <csignal>
 #include <exception>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
 
 namespace {
+
+std::atomic<bool> stop = false;
+
+extern "C" void askToStop(int /*signal*/) {
+    stop = true;
+}
 
 double inMilliseconds(int64_t nanoseconds) {
     return static_cast<double>(nanoseconds) / 1e6;
@@ -72,6 +80,9 @@ int main(int argc, char** argv) try {
     plan.duration = std::chrono::duration<double>(seconds);
     plan.packetsPerSecond = kbit * 1000 / 8 / plan.packetBytes;
 
+    // Asked to end, it reports what it has sent so far.
+    plan.stop = &stop;
+    std::signal(SIGTERM, askToStop);
     const lab::StreamResult result = lab::runStream(plan);
     printSummary(std::cout, result);
     if (!samples.empty()) {

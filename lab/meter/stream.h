@@ -2,6 +2,7 @@
 // arrived. Both ends read the same clock, so that the difference is the one-way delay.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -22,6 +23,7 @@ struct StreamPlan {
     std::chrono::duration<double> duration{1};
     std::chrono::duration<double> linger{0.5}; // how long late packets are waited for
     int dscp = 0;
+    const std::atomic<bool>* stop = nullptr; // ends the sending early when it becomes true
 };
 
 struct Sample {

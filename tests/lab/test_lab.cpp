@@ -7,7 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
+#include <thread>
 
 namespace lab {
 
@@ -123,6 +125,21 @@ TEST_F(MeterTest, MeasuresALinesLossAndDelay) {
     EXPECT_EQ(summary.sent, 500U);
     EXPECT_NEAR(static_cast<double>(summary.lost), 500 - 250 - 148, 25);
     EXPECT_NEAR(static_cast<double>(summary.most) / 1e9, 1.2, 0.1);
+}
+
+TEST_F(MeterTest, ReportsWhatItHasSentWhenItIsStopped) {
+    std::atomic<bool> stop = false;
+    StreamPlan stream = plan(400);
+    stream.duration = std::chrono::hours(1);
+    stream.stop = &stop;
+    std::jthread stopping([&] {
+        e2e::pause(e2e::Milliseconds(300));
+        stop = true;
+    });
+    const Summary summary = summarize(runStream(stream).samples);
+    EXPECT_GT(summary.sent, 0U);
+    EXPECT_LT(summary.sent, 10'000U);
+    EXPECT_EQ(summary.lost, 0U);
 }
 
 TEST_F(MeterTest, CountsWhatNeverArrives) {
