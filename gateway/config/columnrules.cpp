@@ -35,15 +35,6 @@ std::string shown(const Json& value) {
     return text.substr(0, cut) + "...";
 }
 
-bool isUtf8(const std::string& text) {
-    try {
-        (void)Json(text).dump(); // checks it
-        return true;
-    } catch (const Json::type_error&) {
-        return false;
-    }
-}
-
 // As the database counts them: characters, not bytes.
 std::size_t characters(const std::string& text) {
     return text.size() - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isContinuation));
@@ -113,6 +104,15 @@ std::optional<Json> wholeNumber(const std::string& text) {
 }
 
 } // namespace
+
+bool isUtf8(const std::string& text) {
+    try {
+        (void)Json(text).dump(); // checks it
+        return true;
+    } catch (const Json::type_error&) {
+        return false;
+    }
+}
 
 std::string allowedText(const ColumnType& type) {
     if (!type.isScalar()) {

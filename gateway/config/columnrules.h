@@ -31,6 +31,8 @@ std::string toText(const Json& datum);
 
 bool isEmptySet(const Json& datum);
 
+bool isUtf8(const std::string& text);
+
 // The database's empty set: an optional column without a value.
 Json emptySet();
 

@@ -1,5 +1,9 @@
 #include "import/imported.h"
 
+#include "config/columnrules.h"
+
+#include <sstream>
+
 namespace importers {
 
 namespace {
@@ -34,6 +38,22 @@ void Faults::throwIfAny() const {
     if (!lines_.empty()) {
         throw ImportError(lines_);
     }
+}
+
+void requireUtf8(const std::string& fileName, const std::string& text) {
+    if (gateway::isUtf8(text)) {
+        return;
+    }
+    Faults faults(fileName);
+    std::istringstream lines(text);
+    std::size_t number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        ++number;
+        if (!gateway::isUtf8(line)) {
+            faults.add(number, "is not UTF-8");
+        }
+    }
+    faults.throwIfAny();
 }
 
 } // namespace importers

@@ -61,7 +61,7 @@ class Mutant:
         self.file, self.number, self.kind, self.before, self.after = file, number, kind, before, after
 
     def key(self):
-        return f"{self.file}: {self.before.strip()} => {self.after.strip()}"
+        return f"{self.file}: {self.before.strip()} => {self.after.strip() or '(removed)'}"
 
     def __str__(self):
         return f"{self.file}:{self.number} ({self.kind}): {self.before.strip()}\n    => {self.after.strip() or '(removed)'}"

@@ -404,10 +404,22 @@ TEST_F(DbAccessTransaction, RollsBackItsOwnAtTheEnd) {
     EXPECT_EQ(db.tables().at("QoSQueues").size(), 1u);
 }
 
+TEST_F(DbAccessTransaction, WhatWasRolledBackIsNotRolledBackAgain) {
+    {
+        dbAccess access(handle, db);
+        EXPECT_TRUE(access.startTransaction());
+        EXPECT_TRUE(access.rollbackTransaction());
+        db.forgetCalls();
+        log.take();
+    }
+    EXPECT_THAT(db.calls(), IsEmpty());
+    EXPECT_THAT(log.take(), IsEmpty());
+}
+
 TEST_F(DbAccessTransaction, ARollbackWithoutAStartIsSkipped) {
     dbAccess access(handle, db);
     db.forgetCalls();
-    access.rollbackTransaction();
+    EXPECT_FALSE(access.rollbackTransaction());
     EXPECT_THAT(db.calls(), IsEmpty());
     EXPECT_THAT(takeTexts(), ElementsAre("skip roll back transaction, transaction not started"));
 }

@@ -57,6 +57,12 @@ TEST(Uci, AnInterfaceMustBeAProvidersHere) {
                 ElementsAre(HasSubstr("is none of this gateway's")));
 }
 
+TEST(Uci, LinesInAnotherEncodingAreAFault) {
+    EXPECT_THAT(
+        faultsOf(fromUci, "config classify\n# gr\xFC\xDF\n# gr\xC3\xBC\xC3\x9F\n\toption target '\xFF'\n"),
+        ElementsAre("f:2: is not UTF-8", "f:4: is not UTF-8"));
+}
+
 TEST(Uci, TwoInterfacesOnOneLinuxInterfaceAreAFault) {
     EXPECT_THAT(faultsOf(fromUci, line + "config interface ProviderTR069\n"),
                 ElementsAre("f:10: interface \"ProviderTR069\" is ppp0 here, and so is interface \"wan\""));
