@@ -62,7 +62,8 @@ class Traffic:
                 self._start_meter(service)
             else:
                 self._others.append(subprocess.Popen(
-                    in_network(service.to, "iperf3", "-s", "-p", str(service.port)), stdout=subprocess.DEVNULL))
+                    in_network(service.to, "iperf3", "-s", "-p", str(service.port)), stdout=subprocess.DEVNULL,
+                    stderr=subprocess.DEVNULL))
         self._begin = time.monotonic()
 
     def start_load(self):
