@@ -15,7 +15,7 @@ BUILD, SOURCE, NUMBER = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), in
 ROOM = pathlib.Path("/mnt")
 ADDRESS = "10.99.0.1"
 RATE = 31000  # kbit/s; the example has 47500
-PATIENCE = 60 + 6 * NUMBER  # seconds, for a loaded machine
+PATIENCE = 200 + 6 * NUMBER  # seconds, for a loaded machine
 
 
 def run(*words):
