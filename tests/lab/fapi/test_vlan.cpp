@@ -1,5 +1,9 @@
 #include "gateway.h"
 
+#include <chrono>
+#include <string>
+#include <thread>
+
 namespace fapi::test {
 
 // ptm0.7 as a real VLAN interface; skipped, and reported as such, where the kernel has none.
@@ -58,6 +62,11 @@ TEST_F(Vlan, carriesThePcpOfTheRuleAndNoOther) {
 }
 
 TEST_F(Vlan, keepsTheMapThatWasThere) {
+    // The kernel finds out some time after it was made that a new VLAN is up.
+    for (int tries = 0; tries < 300 && output("ip link show ptm0.7").find("state UP") == std::string::npos;
+         ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
     const std::string before = dump();
     const std::string rule =
         " voice -i br0 -p udp -o ptm0.7 -j vlan --pcp-outer 5 -j mark --mark 1 --mark-loc 1 --priority 1";
