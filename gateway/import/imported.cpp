@@ -40,10 +40,7 @@ void Faults::throwIfAny() const {
     }
 }
 
-void requireUtf8(const std::string& fileName, const std::string& text) {
-    if (gateway::isUtf8(text)) {
-        return;
-    }
+void requireText(const std::string& fileName, const std::string& text) {
     Faults faults(fileName);
     std::istringstream lines(text);
     std::size_t number = 0;
@@ -51,6 +48,8 @@ void requireUtf8(const std::string& fileName, const std::string& text) {
         ++number;
         if (!gateway::isUtf8(line)) {
             faults.add(number, "is not UTF-8");
+        } else if (line.find('\0') != std::string::npos) {
+            faults.add(number, "holds a null character");
         }
     }
     faults.throwIfAny();

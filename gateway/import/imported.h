@@ -58,8 +58,8 @@ class Faults {
     std::vector<std::string> lines_;
 };
 
-// The database takes nothing else, and a file in another encoding would only turn out so much later. Throws
-// ImportError.
-void requireUtf8(const std::string& fileName, const std::string& text);
+// Every line is UTF-8 without a null character: the database takes nothing else, and would say so much later.
+// Throws ImportError.
+void requireText(const std::string& fileName, const std::string& text);
 
 } // namespace importers

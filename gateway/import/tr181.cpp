@@ -134,7 +134,7 @@ void remarkUnread(Tr181Reader& reader) {
 } // namespace
 
 Imported fromTr181(const std::string& fileName, const std::string& text, const Interfaces& interfaces) {
-    requireUtf8(fileName, text);
+    requireText(fileName, text);
     Tr181Reader reader(fileName, text, interfaces);
     reader.faults().throwIfAny();
     QosRows rows;

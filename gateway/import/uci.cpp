@@ -268,7 +268,7 @@ void UciImporter::remarkUnread() {
 } // namespace
 
 Imported fromUci(const std::string& fileName, const std::string& text, const Interfaces& interfaces) {
-    requireUtf8(fileName, text);
+    requireText(fileName, text);
     return UciImporter(fileName, text, interfaces).import();
 }
 

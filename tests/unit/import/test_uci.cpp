@@ -63,6 +63,11 @@ TEST(Uci, LinesInAnotherEncodingAreAFault) {
         ElementsAre("f:2: is not UTF-8", "f:4: is not UTF-8"));
 }
 
+TEST(Uci, ANullCharacterIsAFault) {
+    EXPECT_THAT(faultsOf(fromUci, std::string("config classify\n\toption target '\0Bulk'\n", 39)),
+                ElementsAre("f:2: holds a null character"));
+}
+
 TEST(Uci, TwoInterfacesOnOneLinuxInterfaceAreAFault) {
     EXPECT_THAT(faultsOf(fromUci, line + "config interface ProviderTR069\n"),
                 ElementsAre("f:10: interface \"ProviderTR069\" is ppp0 here, and so is interface \"wan\""));
