@@ -80,7 +80,7 @@ TEST_F(FaultsTest, AFloodOfUpdatesIsTakenInToTheLastOne) {
     constexpr int updates = 5'000; // transactions, as fast as the server takes them
     startDaemon(smallGateway(), {"-d", "0"});
     bringUp();
-    const long before = residentKilobytes();
+    [[maybe_unused]] const long before = residentKilobytes();
     for (int rate = 1; rate <= updates; ++rate) {
         db.update("QoSShaper", 1, {{"ShapingRate", rate}});
     }
