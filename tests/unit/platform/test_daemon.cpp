@@ -39,7 +39,8 @@ extern "C" int usleep(useconds_t microseconds) {
     if (onPause) {
         onPause();
     }
-    const timespec pause = {microseconds / 1'000'000, static_cast<long>(microseconds % 1'000'000) * 1000};
+    const timespec pause = {static_cast<time_t>(microseconds / 1'000'000),
+                            static_cast<long>(microseconds % 1'000'000) * 1000};
     return ::nanosleep(&pause, nullptr);
 }
 

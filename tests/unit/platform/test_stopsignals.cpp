@@ -150,7 +150,7 @@ TEST_F(StopSignalsTest, commands_inherit_neither_a_blocked_nor_an_ignored_signal
     for (const char* line : {"SigBlk:\t0000000000000000\n", "SigIgn:\t"}) {
         EXPECT_NE(mask.find(line), std::string::npos) << mask;
     }
-    const unsigned long ignored = std::stoul(mask.substr(mask.find("SigIgn:\t") + 8), nullptr, 16);
+    const unsigned long long ignored = std::stoull(mask.substr(mask.find("SigIgn:\t") + 8), nullptr, 16);
     for (const int number : signals) {
         EXPECT_EQ(ignored >> (number - 1) & 1, 0U) << number;
     }
