@@ -34,7 +34,11 @@ std::optional<int> parseOptions(int argc, const char* const* argv, Options& opti
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : wrongUsage;
+        if (error.get_exit_code() == 0) { // --help, --version
+            return app.exit(error);
+        }
+        std::cerr << "netwatchd: " << error.what() << "; see netwatchd --help\n";
+        return wrongUsage;
     }
     options.holdDown = std::chrono::milliseconds(holdDownMs);
     return std::nullopt;

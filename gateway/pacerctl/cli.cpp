@@ -93,7 +93,6 @@ void addTop(CLI::App& app, TopOptions& options) {
 
 void addExplain(CLI::App& app, ExplainOptions& options) {
     constexpr unsigned highestPort = 65535;
-    constexpr unsigned highestDscp = 63;
     app.add_option("--in", options.entering, "Where the packet enters; lo: the gateway itself sends it")
         ->required()
         ->type_name("INTERFACE");
@@ -117,7 +116,8 @@ void addExplain(CLI::App& app, ExplainOptions& options) {
           app.add_option("--dport", options.destinationPort, "Destination port")
               ->check(CLI::Range(highestPort))
               ->type_name("PORT"),
-          app.add_option("--dscp", options.dscp, "DSCP")->check(CLI::Range(highestDscp))->type_name("DSCP"),
+          app.add_option("--dscp", options.dscp, "Its number, 0 if not said, or its name: EF, AF41, CS5 ...")
+              ->type_name("DSCP"),
           app.add_flag("--ack", options.ack, "It is a TCP acknowledgement without payload")}) {
         option->excludes(capture);
     }
@@ -131,14 +131,36 @@ std::string helpOf(const CLI::App& app) {
     return "pacerctl " + (parsed.empty() ? "" : parsed.front()->get_name() + " ") + "--help";
 }
 
+bool isWord(const std::string& argument) {
+    return argument.rfind('-', 0) != 0;
+}
+
 std::string complaint(const CLI::App& app, const std::vector<std::string>& arguments,
                       const CLI::ParseError& error) {
-    const auto isWord = [](const std::string& argument) { return argument.rfind('-', 0) != 0; };
     const auto command = std::find_if(arguments.begin(), arguments.end(), isWord);
-    if (app.get_subcommands().empty() && command != arguments.end()) {
+    const auto parsed = app.get_subcommands();
+    if (parsed.empty() && command != arguments.end()) {
         return "there is no '" + printable(*command) + "'";
     }
+    if (!parsed.empty() && arguments.front() != parsed.front()->get_name()) {
+        return "options stand behind " + parsed.front()->get_name();
+    }
+    if (!parsed.empty() && dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+        const auto stray = parsed.front()->remaining();
+        if (!stray.empty() && isWord(stray.front())) {
+            return "what is '" + printable(stray.front()) + "'? A gateway file is given with --file";
+        }
+    }
     return printable(error.what());
+}
+
+// "help" and "help plan" as "--help" and "plan --help".
+std::vector<std::string> withoutHelpWord(std::vector<std::string> arguments) {
+    if (!arguments.empty() && arguments.front() == "help") {
+        arguments.erase(arguments.begin());
+        arguments.emplace_back("--help");
+    }
+    return arguments;
 }
 
 } // namespace
@@ -179,7 +201,8 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
         addCommon(*command, common);
     }
 
-    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+    std::vector<std::string> reversed = withoutHelpWord(arguments);
+    std::reverse(reversed.begin(), reversed.end());
     try {
         app.parse(std::move(reversed));
     } catch (const CLI::ParseError& error) {

@@ -32,7 +32,7 @@ struct ExplainOptions {
     std::string protocol;
     std::optional<unsigned> sourcePort;
     std::optional<unsigned> destinationPort;
-    unsigned dscp = 0;
+    std::string dscp = "0"; // or a name such as EF
     bool ack = false;
     std::string captureFile; // instead of the six above
     std::size_t captureNumber = 1;

@@ -1,3 +1,4 @@
+#include "import/words.h"
 #include "pacerctl/capture.h"
 #include "pacerctl/commands.h"
 #include "pacerctl/explain.h"
@@ -20,6 +21,14 @@ std::optional<IpAddress> addressOption(const std::string& option, const std::str
     return address;
 }
 
+unsigned dscpOption(const std::string& text) {
+    const auto dscp = importers::toDscp(text);
+    if (!dscp) {
+        throw WrongUsage("--dscp: '" + text + "' is no DSCP: it is a number from 0 to 63, or a name like EF");
+    }
+    return static_cast<unsigned>(*dscp);
+}
+
 Packet packetFrom(const ExplainOptions& options) {
     if (!options.captureFile.empty()) {
         return readCapturedPacket(options.captureFile, options.captureNumber);
@@ -38,7 +47,7 @@ Packet packetFrom(const ExplainOptions& options) {
     if (options.protocol == "tcp" || options.protocol == "udp") {
         packet.ports = Ports{options.sourcePort, options.destinationPort};
     }
-    packet.dscp = options.dscp;
+    packet.dscp = dscpOption(options.dscp);
     packet.pureAck = options.ack;
     if (options.ack && options.protocol != "tcp") {
         throw WrongUsage("--ack goes with --proto tcp only");

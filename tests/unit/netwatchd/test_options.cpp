@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <map>
+#include <string>
 #include <vector>
 
 using namespace netwatchd;
@@ -15,9 +16,9 @@ using ::testing::internal::GetCapturedStdout;
 
 namespace {
 
-std::optional<int> parse(std::initializer_list<const char*> words, Options& options) {
+std::optional<int> parse(const std::vector<const char*>& words, Options& options) {
     std::vector<const char*> arguments = {"netwatchd"};
-    arguments.insert(arguments.end(), words);
+    arguments.insert(arguments.end(), words.begin(), words.end());
     return parseOptions(static_cast<int>(arguments.size()), arguments.data(), options);
 }
 
@@ -52,17 +53,18 @@ TEST(Options, TheVersionIsPrinted) {
     EXPECT_EQ(GetCapturedStdout(), "netwatchd 1.0.2\n");
 }
 
-TEST(Options, WrongUsageIsExitStatus2WithAReason) {
-    for (const auto& words :
-         std::initializer_list<std::initializer_list<const char*>>{{"--hold-down", "soon"},
-                                                                   {"--hold-down", "-1"},
-                                                                   {"--hold-down", "3600001"},
-                                                                   {"--unknown"},
-                                                                   {"word"}}) {
+TEST(Options, WrongUsageIsExitStatus2WithALineThatSaysWhy) {
+    const std::map<std::vector<const char*>, std::string> reasons = {
+        {{"--hold-down", "soon"}, "--hold-down: Value soon not in range 0 to 3600000"},
+        {{"--hold-down", "-1"}, "--hold-down: Value -1 not in range 0 to 3600000"},
+        {{"--hold-down", "3600001"}, "--hold-down: Value 3600001 not in range 0 to 3600000"},
+        {{"--unknown"}, "The following argument was not expected: --unknown"},
+        {{"word"}, "The following argument was not expected: word"}};
+    for (const auto& [words, reason] : reasons) {
         Options options;
         CaptureStderr();
-        EXPECT_EQ(parse(words, options), 2) << *words.begin();
-        EXPECT_FALSE(GetCapturedStderr().empty());
+        EXPECT_EQ(parse(words, options), 2);
+        EXPECT_EQ(GetCapturedStderr(), "netwatchd: " + reason + "; see netwatchd --help\n");
     }
 }
 

@@ -72,8 +72,37 @@ TEST_F(CommandLine, ThatIsWrongIsAnsweredWithOneLineThatSaysWhereToLook) {
     EXPECT_EQ(complaintOf({"\033[2J"}), "pacerctl: there is no '\"\\u001b[2J\"'; see pacerctl --help\n");
     EXPECT_EQ(complaintOf({"plan", "--all"}),
               "pacerctl: The following argument was not expected: --all; see pacerctl plan --help\n");
+    EXPECT_EQ(
+        complaintOf({"lint", "minimal.json"}),
+        "pacerctl: what is 'minimal.json'? A gateway file is given with --file; see pacerctl lint --help\n");
+    EXPECT_EQ(complaintOf({"--file", "minimal.json", "lint"}),
+              "pacerctl: options stand behind lint; see pacerctl lint --help\n");
+    EXPECT_EQ(
+        complaintOf({"explain", "--file", "minimal.json", "--in", "eth0", "--proto", "udp", "--dscp", "64"}),
+        "pacerctl: --dscp: '64' is no DSCP: it is a number from 0 to 63, or a name like EF\n");
     EXPECT_EQ(complaintOf({"explain", "--in"}),
               "pacerctl: --in: 1 required INTERFACE missing; see pacerctl explain --help\n");
+}
+
+TEST_F(CommandLine, TakesTheWordHelpForTheOption) {
+    const auto outputOf = [&](const std::vector<std::string>& arguments) {
+        EXPECT_EQ(run(arguments), 0);
+        EXPECT_EQ(err(), "");
+        return out();
+    };
+    EXPECT_EQ(outputOf({"help"}), outputOf({"--help"}));
+    EXPECT_EQ(outputOf({"help", "plan"}), outputOf({"plan", "--help"}));
+}
+
+TEST_F(CommandLine, TakesTheNameOfADscp) {
+    const auto outputOf = [&](const std::string& dscp) {
+        EXPECT_EQ(
+            run({"explain", "--file", "minimal.json", "--in", "eth0", "--proto", "udp", "--dscp", dscp}), 0);
+        return out();
+    };
+    EXPECT_THAT(outputOf("EF"), HasSubstr("DSCP 46, enters eth0"));
+    EXPECT_EQ(outputOf("EF"), outputOf("46"));
+    EXPECT_EQ(outputOf("af41"), outputOf("34"));
 }
 
 TEST_F(CommandLine, FitsTheTerminal) {
