@@ -139,6 +139,7 @@ void list(const Options& options) {
     const std::string& in = options.need("-i");
     checkInterfaceName("-i", in);
     Session session(Access::read);
+    (void)session.interface(in); // a mistyped one is not one without rules
     for (const uint32_t slot : session.state().rules.inOrder()) {
         const Rule& rule = session.state().rules.at(slot);
         if (in == rule.inName.data()) {
@@ -170,13 +171,12 @@ void classcfg(const Words& words, Subject& subject) {
         return;
     }
     Wanted wanted;
-    wanted.name = options.need(operation == Operation::add      ? "-A"
-                               : operation == Operation::modify ? "-M"
-                                                                : "-D");
-    wanted.in = options.need("-i");
-    subject.text = "rule " + wanted.name + " on " + wanted.in;
+    wanted.name = objectOf(options, operation);
     checkName("name", wanted.name);
+    subject.text = "rule " + wanted.name;
+    wanted.in = options.need("-i");
     checkInterfaceName("-i", wanted.in);
+    subject.text += " on " + wanted.in;
     if (operation != Operation::remove) { // otherwise the rest of the line only repeats what was added
         if (const std::string* out = options.find("-o")) {
             checkInterfaceName("-o", *out);

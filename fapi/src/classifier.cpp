@@ -117,15 +117,34 @@ bool Classifier::openMaps(const Kernel& kernel) {
         errno = 0;
         return false;
     }
-    std::vector<UniqueFd> maps;
-    for (const uint32_t id : kernel.maps) {
-        maps.push_back(bpf::mapById(id));
-        if (!maps.back()) {
-            return false;
-        }
+    // Every program holds all of them, so they are there together or not at all.
+    std::vector<UniqueFd> maps(FAPI_MAPS);
+    maps[FAPI_MAP_RULES] = bpf::mapById(kernel.maps[FAPI_MAP_RULES]);
+    if (!maps[FAPI_MAP_RULES]) {
+        return false;
     }
     maps_ = std::move(maps);
+    mapIds_ = kernel.maps;
     return true;
+}
+
+// Opened when first needed: a call needs few of them, and each costs two system calls.
+const UniqueFd& Classifier::map(fapi_map which) {
+    UniqueFd& found = maps_[which];
+    if (!found) {
+        found = bpf::mapById(mapIds_[which]);
+        if (!found) {
+            throw Failure(withErrno("opening a BPF map of the classifier", errno));
+        }
+    }
+    return found;
+}
+
+const std::vector<UniqueFd>& Classifier::allMaps() {
+    for (uint32_t which = 0; which < FAPI_MAPS; ++which) {
+        (void)map(static_cast<fapi_map>(which));
+    }
+    return maps_;
 }
 
 void Classifier::createMaps(Kernel& kernel) {
@@ -179,10 +198,10 @@ void Classifier::writeRules(const State& before, const ClassifierPlan& had, cons
             }
             if (!existed) {
                 const fapi_hits none{};
-                bpf::update(maps_[FAPI_MAP_HITS], &slot, &none);
+                bpf::update(map(FAPI_MAP_HITS), &slot, &none);
             }
             const fapi_rule value = kernelRule(rule, after, slot);
-            bpf::update(maps_[FAPI_MAP_RULES], &slot, &value);
+            bpf::update(map(FAPI_MAP_RULES), &slot, &value);
         }
     }
 }
@@ -190,8 +209,8 @@ void Classifier::writeRules(const State& before, const ClassifierPlan& had, cons
 void Classifier::eraseRules(const State& before, const State& next) {
     for (const uint32_t slot : RuleTable::candidates(before.rules, next.rules)) {
         if (before.rules.at(slot).used != 0 && next.rules.at(slot).used == 0) {
-            bpf::erase(maps_[FAPI_MAP_RULES], &slot);
-            bpf::erase(maps_[FAPI_MAP_HITS], &slot);
+            bpf::erase(map(FAPI_MAP_RULES), &slot);
+            bpf::erase(map(FAPI_MAP_HITS), &slot);
         }
     }
 }
@@ -199,10 +218,10 @@ void Classifier::eraseRules(const State& before, const State& next) {
 // In an order in which every packet finds either the old chain of rules or the new one.
 void Classifier::writeMaps(const State& before, const ClassifierPlan& had, const State& next,
                            const ClassifierPlan& after) {
-    const auto syncMap = [this](fapi_map map, const auto& old, const auto& wanted) {
+    const auto syncMap = [this](fapi_map which, const auto& old, const auto& wanted) {
         applyDifference(
-            old, wanted, [&](const auto& key, const auto& value) { bpf::update(maps_[map], &key, &value); },
-            [&](const auto& key) { bpf::erase(maps_[map], &key); });
+            old, wanted, [&](const auto& key, const auto& value) { bpf::update(map(which), &key, &value); },
+            [&](const auto& key) { bpf::erase(map(which), &key); });
     };
     syncMap(FAPI_MAP_QUEUES, had.queues, after.queues);
     syncMap(FAPI_MAP_UPPERS, had.uppers, after.uppers);
@@ -214,7 +233,7 @@ void Classifier::writeMaps(const State& before, const ClassifierPlan& had, const
 fapi_hits Classifier::hitsOf(const Kernel& kernel, uint32_t slot) {
     fapi_hits hits{};
     if (openMaps(kernel)) {
-        bpf::lookup(maps_[FAPI_MAP_HITS], &slot, &hits);
+        bpf::lookup(map(FAPI_MAP_HITS), &slot, &hits);
     } else if (errno == EPERM) {
         throw Failure(withErrno("reading the rules' counters", errno));
     }
@@ -230,7 +249,7 @@ const UniqueFd& Classifier::program(Kernel& kernel, Place place) {
         found = bpf::programById(id);
     }
     if (!found) {
-        found = loadFor(place, maps_);
+        found = loadFor(place, allMaps());
         id = bpf::idOfProgram(found);
     }
     return found;

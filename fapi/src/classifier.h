@@ -38,6 +38,8 @@ class Classifier {
 
   private:
     bool openMaps(const Kernel& kernel);
+    const UniqueFd& map(fapi_map which);
+    const std::vector<UniqueFd>& allMaps();
     void createMaps(Kernel& kernel);
     void writeMaps(const State& before, const ClassifierPlan& had, const State& next,
                    const ClassifierPlan& after);
@@ -56,7 +58,8 @@ class Classifier {
     Links& links_;
     Ports& ports_;
     Store& store_;
-    std::vector<UniqueFd> maps_;
+    std::array<uint32_t, FAPI_MAPS> mapIds_{};
+    std::vector<UniqueFd> maps_; // by fapi_map, open or not yet; none before openMaps() or createMaps()
     std::map<Place, UniqueFd> programs_;
     std::set<int> fresh_; // interfaces that got their clsact in this call
 };

@@ -108,15 +108,15 @@ void ifcfg(const Words& words, Subject& subject) {
                                                                   {"-b", Arg::needed},
                                                                   {"-l", Arg::needed},
                                                                   {"-g", Arg::needed}});
-    const Operation operation = operationOf(options);
+    const Operation operation = operationOf(options, "-A, -D and -L");
     if (operation == Operation::list) {
         Session session(Access::read);
         list(session);
         return;
     }
-    const std::string& upper = options.need(operation == Operation::add ? "-A" : "-D");
-    subject.text = "ifmap " + upper;
+    const std::string& upper = objectOf(options, operation);
     checkInterfaceName(operation == Operation::add ? "-A" : "-D", upper);
+    subject.text = "ifmap " + upper;
     const Wanted wanted = readWanted(options, upper);
     subject.text += " on " + wanted.base;
     needPrivileges();

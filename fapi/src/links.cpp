@@ -48,7 +48,7 @@ uint8_t Link::headerBytes() const {
 
 const Link* Links::ask(const std::string& name, int index) {
     const auto inserted = cache_.try_emplace({name, index});
-    std::optional<Link>& link = inserted.first->second;
+    std::optional<Link>& link = inserted.first->second; // stays in its place when others join it
     if (inserted.second) {
         nl::Batch request;
         request.begin(RTM_GETLINK, 0, "interface");
@@ -62,6 +62,10 @@ const Link* Links::ask(const std::string& name, int index) {
         if (socket_.tryAsk(
                 request, [&](const nlmsghdr&, const char* body, size_t size) { link = parse(body, size); })) {
             link.reset(); // there is no such interface
+        }
+        if (link) { // who asks by name now may ask by index next
+            cache_.try_emplace({link->name, 0}, link);
+            cache_.try_emplace({{}, link->index}, link);
         }
     }
     return link ? &*link : nullptr;

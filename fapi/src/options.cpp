@@ -70,7 +70,7 @@ const std::string& Options::need(std::string_view name) const {
     return *value;
 }
 
-Operation operationOf(const Options& options) {
+Operation operationOf(const Options& options, const char* known) {
     constexpr std::pair<std::string_view, Operation> operations[] = {{"-A", Operation::add},
                                                                      {"-M", Operation::modify},
                                                                      {"-D", Operation::remove},
@@ -86,9 +86,13 @@ Operation operationOf(const Options& options) {
         }
     }
     if (given == nullptr) {
-        throw Usage("one of -A, -M, -D and -L is needed");
+        throw Usage(std::string("one of ") + known + " is needed");
     }
     return given->second;
+}
+
+const std::string& objectOf(const Options& options, Operation operation) {
+    return options.need(operation == Operation::add ? "-A" : operation == Operation::modify ? "-M" : "-D");
 }
 
 } // namespace fapi

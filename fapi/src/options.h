@@ -37,7 +37,10 @@ class Options {
 
 enum class Operation { add, modify, remove, list };
 
-// The one of -A, -M, -D and -L that is given; throws Usage unless exactly one is.
-Operation operationOf(const Options& options);
+// The one of -A, -M, -D and -L that is given; throws Usage unless exactly one is. known: those that the
+// command has, for the error text.
+Operation operationOf(const Options& options, const char* known = "-A, -M, -D and -L");
+// The value of -A, -M or -D.
+const std::string& objectOf(const Options& options, Operation operation);
 
 } // namespace fapi

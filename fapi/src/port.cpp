@@ -191,14 +191,19 @@ class Builder {
         return found != tree_.qdiscByParent.end() && found->second.kind == kind;
     }
 
+    // A queue that has moved to the other scheduler must leave its old class: the qdisc below keeps its
+    // handle.
     void removeStrangers() {
         std::set<uint32_t> wanted{shaperClass, restClass};
+        std::set<uint32_t> minors;
         for (const LeafPlan& leaf : plan_.leaves) {
             wanted.insert(leaf.handle);
+            minors.insert(leaf.handle & 0xffff);
         }
         for (const auto& [handle, found] : tree_.classes) {
             if (!wanted.contains(handle)) {
-                tc::deleteClass(result_.essential, index_, handle);
+                const bool moved = minors.contains(handle & 0xffff);
+                tc::deleteClass(moved ? result_.essential : result_.strangers, index_, handle);
             }
         }
     }

@@ -78,6 +78,7 @@ PortTree treeOn(const std::vector<tc::Qdisc>& qdiscs, nl::Socket& socket, int in
 // Requests that turn `tree` into the plan's tree. A root that is not ours is replaced: whoever calls has
 // asked before. cutting: whether the kernel has tbf.
 struct Build {
+    nl::Batch strangers; // run first: what nobody asked for goes, unless others have come to use it
     nl::Batch essential;
     nl::Batch red; // run after it; a kernel without RED fails only here
 };

@@ -130,6 +130,7 @@ void Ports::raise(const PortPlan& plan, Missing& missing) {
     const TreePlan tree = treeOf(plan, port->mtu);
     const bool cutting = cuts(treeAt(device->index));
     Build requests = build(tree, treeAt(device->index), device->index, cutting);
+    removeStrangers(requests.strangers, missing);
     try {
         socket_.run(requests.essential);
     } catch (const nl::KernelError& error) {
@@ -149,6 +150,17 @@ void Ports::raise(const PortPlan& plan, Missing& missing) {
             throw;
         }
         missing.red = true; // the fifo stays
+    }
+}
+
+void Ports::removeStrangers(nl::Batch& strangers, Missing& missing) {
+    try {
+        socket_.run(strangers);
+    } catch (const nl::KernelError& error) {
+        if (error.error() != EBUSY) {
+            throw;
+        }
+        missing.freed = false;
     }
 }
 

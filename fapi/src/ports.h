@@ -11,10 +11,11 @@
 
 namespace fapi {
 
-// What a kernel without a piece made impossible, though the rest was done.
+// What a kernel without a piece, or others, made impossible, though the rest was done.
 struct Missing {
     bool red = false;
     bool cutter = false; // tbf
+    bool freed = true;   // false: a class that nobody asked for stays, because others use it
 };
 
 class Ports {
@@ -47,6 +48,7 @@ class Ports {
   private:
     const PortTree& treeAt(int index);
     void raise(const PortPlan& plan, Missing& missing);
+    void removeStrangers(nl::Batch& strangers, Missing& missing);
     void remove(const PortPlan& plan);
     void removeStrays(const std::vector<PortPlan>& after);
 

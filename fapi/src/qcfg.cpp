@@ -29,25 +29,25 @@ Direction readDirection(const Options& options) {
     return text == "egress" ? Direction::egress : Direction::ingress;
 }
 
-std::string nameIn(const Options& options, Operation operation) {
-    const std::string& name = options.need(operation == Operation::add      ? "-A"
-                                           : operation == Operation::modify ? "-M"
-                                                                            : "-D");
-    checkName("name", name);
-    return name;
-}
-
 const std::string& interfaceIn(const Options& options) {
     const std::string& name = options.need("-i");
     checkInterfaceName("-i", name);
     return name;
 }
 
+// What the line is about: its object's name and interface, which every error names from then on.
+void introduce(const Options& options, Operation operation, const char* kind, Subject& subject) {
+    const std::string& name = objectOf(options, operation);
+    checkName("name", name);
+    subject.text = std::string(kind) + " " + name;
+    subject.text += " on " + interfaceIn(options);
+}
+
 // ---- shapers
 
 Shaper readShaper(const Options& options, Operation operation) {
     Shaper shaper;
-    shaper.name = nameIn(options, operation);
+    shaper.name = objectOf(options, operation);
     shaper.port.name = interfaceIn(options);
     shaper.direction = readDirection(options);
     if (operation == Operation::remove) {
@@ -60,18 +60,19 @@ Shaper readShaper(const Options& options, Operation operation) {
     return shaper;
 }
 
-void changeShaper(Session& session, Operation operation, Shaper shaper, bool force) {
+Missing changeShaper(Session& session, Operation operation, Shaper shaper, bool force) {
     State next = session.state();
     shaper.port = session.interface(shaper.port.name);
     const auto found = std::find_if(next.shapers.begin(), next.shapers.end(), [&](const Shaper& other) {
         return other.port == shaper.port && other.direction == shaper.direction;
     });
     const bool exists = found != next.shapers.end();
-    if (exists && found->name != shaper.name) {
+    const bool other = exists && found->name != shaper.name;
+    if (operation == Operation::add && other) {
         throw Failure("the port already has the shaper " + found->name);
     }
-    if (!exists && operation != Operation::add) {
-        throw Failure("no such shaper");
+    if (operation != Operation::add && (!exists || other)) {
+        throw Failure("no such shaper" + (other ? " (the port has " + found->name + ")" : ""));
     }
     if (operation == Operation::remove) {
         next.shapers.erase(found);
@@ -80,7 +81,17 @@ void changeShaper(Session& session, Operation operation, Shaper shaper, bool for
     } else {
         next.shapers.push_back(shaper);
     }
-    session.commit(next, force);
+    return session.commit(next, force);
+}
+
+void warnOf(const Missing& missing, const Subject& subject) {
+    if (missing.cutter) {
+        warn("qcfg", subject, "the kernel has no tbf; offloaded packets are not cut and delay others");
+    }
+    if (!missing.freed) {
+        warn("qcfg", subject,
+             "a class on the port that is not ours, or not any more, is used by others and stays");
+    }
 }
 
 void port(const Words& words, Subject& subject) {
@@ -92,12 +103,12 @@ void port(const Words& words, Subject& subject) {
                                   {"--pir", Arg::needed},
                                   {"-t", Arg::needed},
                                   {"--force", Arg::none}});
-    const Operation operation = operationOf(options);
-    subject.text = "shaper " + nameIn(options, operation) + " on " + interfaceIn(options);
+    const Operation operation = operationOf(options, "-A, -M and -D");
+    introduce(options, operation, "shaper", subject);
     const Shaper shaper = readShaper(options, operation);
     needPrivileges();
     Session session(Access::write);
-    changeShaper(session, operation, shaper, options.has("--force"));
+    warnOf(changeShaper(session, operation, shaper, options.has("--force")), subject);
     tell("qcfg", subject, session);
 }
 
@@ -121,7 +132,7 @@ void readScheduler(const Options& options, Queue& queue) {
 
 Queue readQueue(const Options& options, Operation operation) {
     Queue queue;
-    queue.name = nameIn(options, operation);
+    queue.name = objectOf(options, operation);
     queue.owner.name = interfaceIn(options);
     queue.direction = readDirection(options);
     if (operation == Operation::remove) {
@@ -196,6 +207,7 @@ void listQueues(const Options& options) {
     const std::string& owner = interfaceIn(options);
     const Direction direction = options.has("-t") ? readDirection(options) : Direction::egress;
     Session session(Access::read);
+    (void)session.interface(owner); // a mistyped one is not one without queues
     for (const Queue& queue : session.state().queues) {
         if (queue.owner.name == owner && queue.direction == direction) {
             puts(queue.name.c_str());
@@ -223,7 +235,7 @@ void queue(const Words& words, Subject& subject) {
         listQueues(options);
         return;
     }
-    subject.text = "queue " + nameIn(options, operation) + " on " + interfaceIn(options);
+    introduce(options, operation, "queue", subject);
     const Queue wanted = readQueue(options, operation);
     needPrivileges();
     Session session(Access::write);
@@ -231,9 +243,7 @@ void queue(const Words& words, Subject& subject) {
     if (missing.red && wanted.drop == Drop::red && operation != Operation::remove) {
         warn("qcfg", subject, "the kernel has no RED; the queue drops at its tail");
     }
-    if (missing.cutter) {
-        warn("qcfg", subject, "the kernel has no tbf; offloaded packets are not cut and delay others");
-    }
+    warnOf(missing, subject);
     tell("qcfg", subject, session);
 }
 

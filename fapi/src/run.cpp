@@ -53,6 +53,13 @@ void complain(const std::string& tool, const Subject& subject, const std::string
     (void)fputs((line + "\n").c_str(), stderr);
 }
 
+// Wherever it stands: no option takes a value that begins with a dash.
+bool asksForHelp(const Words& words) {
+    return std::find_if(words.begin(), words.end(), [](const std::string& word) {
+               return word == "--help" || word == "-h";
+           }) != words.end();
+}
+
 // A file opened later must not get the number of a closed standard stream, and a message with it.
 void holdStandardStreams() {
     int fd = open("/dev/null", O_RDWR);
@@ -97,12 +104,13 @@ int run(const std::string& name, const Words& words) {
             if (name != tool.name) {
                 continue;
             }
-            if (words.size() == 1 && (words[0] == "--help" || words[0] == "--version")) {
-                printf(words[0] == "--help" ? "%s" : "%s " FAPI_VERSION "\n",
-                       words[0] == "--help" ? tool.help : tool.name);
-                return 0;
+            if (asksForHelp(words)) {
+                printf("%s", tool.help);
+            } else if (words == Words{"--version"}) {
+                printf("%s " FAPI_VERSION "\n", tool.name);
+            } else {
+                tool.run(words, subject);
             }
-            tool.run(words, subject);
             if (fflush(stdout) != 0 || ferror(stdout) != 0) {
                 throw Failure("writing the answer failed");
             }

@@ -110,8 +110,7 @@ Missing Session::apply(const State& stored, const State& there, State& next, boo
 }
 
 Missing Session::commit(State next, bool force) {
-    const bool all = store_.wasInterrupted();
-    store_.markBusy();
+    const bool all = store_.markBusy();
     try {
         const Missing missing = apply(stored_, state_, next, force, all);
         store_.save(next, stored_);

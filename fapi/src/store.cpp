@@ -112,9 +112,6 @@ void writeAll(const std::string& path, const std::string& text) {
 // Others than root may read what they know the name of, but not open the folder: whoever opens it can lock
 // it.
 Store::Store(Access access) : root_(rootFolder()), folder_(root_ + "/" + namespaceName()), access_(access) {
-    if (access == Access::write && mkdir(root_.c_str(), 0711) != 0 && errno != EEXIST) {
-        throw Failure(withErrno("state folder " + root_, errno));
-    }
     lock(access);
 }
 
@@ -135,7 +132,16 @@ void Store::requireOwn(int folder) const {
 }
 
 void Store::lock(Access access) {
-    lock_ = UniqueFd(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const auto openRoot = [this] {
+        lock_ = UniqueFd(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    };
+    openRoot();
+    if (!lock_ && access == Access::write && errno == ENOENT) {
+        if (mkdir(root_.c_str(), 0711) != 0 && errno != EEXIST) {
+            throw Failure(withErrno("state folder " + root_, errno));
+        }
+        openRoot();
+    }
     if (!lock_) {
         if (access == Access::read && (errno == ENOENT || errno == EACCES)) {
             return; // nothing was ever configured, or it can be read but not locked
@@ -166,7 +172,7 @@ State Store::load() {
             throw Failure(std::string(failure.what()) + "; the next change drops it");
         }
         damage_ = failure.what();
-        markBusy();
+        (void)markBusy();
         for (const char* file : {"/state", "/rules"}) {
             (void)unlink((folder_ + file).c_str());
         }
@@ -182,22 +188,24 @@ void Store::makeFolder() {
 
 void Store::save(const State& state, const State& before) {
     const std::string file = folder_ + "/state";
-    if (state.empty() && state.clsacts.empty()) {
+    empty_ = state.empty() && state.clsacts.empty();
+    if (empty_) {
         (void)unlink(file.c_str());
         (void)unlink((folder_ + "/rules").c_str());
         return;
     }
-    makeFolder();
     saveRules(state.rules, before.rules);
     const std::string text = formatState(state);
     if (text == formatState(before)) {
         return;
     }
     const std::string fresh = file + ".new";
+    unfinished_ = true;
     writeAll(fresh, text);
     if (rename(fresh.c_str(), file.c_str()) != 0) {
         throw Failure(withErrno(file, errno));
     }
+    unfinished_ = false;
 }
 
 // A record is written by one call and lies within one page: a kill leaves it as it was or as it should be.
@@ -219,19 +227,32 @@ void Store::saveRules(const RuleTable& rules, const RuleTable& before) {
     }
 }
 
-bool Store::wasInterrupted() const {
-    return access((folder_ + "/busy").c_str(), F_OK) == 0;
+bool Store::markBusy() {
+    const std::string file = folder_ + "/busy";
+    const auto create = [&] {
+        return UniqueFd(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    };
+    UniqueFd busy = create();
+    if (!busy && errno == ENOENT) {
+        makeFolder();
+        busy = create();
+    }
+    if (!busy && errno != EEXIST) {
+        throw Failure(withErrno(file, errno));
+    }
+    unfinished_ = unfinished_ || !busy;
+    return !busy;
 }
 
-void Store::markBusy() {
-    makeFolder();
-    writeAll(folder_ + "/busy", {});
-}
-
+// What may lie about goes first: without the mark no later call looks for it.
 void Store::markDone() {
+    if (unfinished_) {
+        (void)unlink((folder_ + "/state.new").c_str());
+    }
     (void)unlink((folder_ + "/busy").c_str());
-    (void)unlink((folder_ + "/state.new").c_str()); // of a call that was killed
-    (void)rmdir(folder_.c_str());                   // fails while anything is configured
+    if (empty_) {
+        (void)rmdir(folder_.c_str());
+    }
 }
 
 } // namespace fapi

@@ -30,11 +30,12 @@ class Store {
     // been stored and a call had been interrupted, so that the kernel is freed of what nobody knows of.
     State load();
     const std::string& damage() const { return damage_; }
-    // before: what the store holds now.
+    // before: what the store holds now. Between markBusy() and markDone().
     void save(const State& state, const State& before);
 
-    bool wasInterrupted() const;
-    void markBusy();
+    // Says that the kernel is being changed, from now on; returns whether an earlier call said so and was
+    // killed.
+    bool markBusy();
     void markDone();
 
     const std::string& folder() const { return folder_; }
@@ -50,6 +51,8 @@ class Store {
     UniqueFd lock_;
     Access access_;
     std::string damage_;
+    bool unfinished_ = false; // a file may lie there that was to become the state
+    bool empty_ = false;      // nothing is stored any more
 };
 
 // The text of the file `state`; separate for tests. parseState throws Failure on a line it does not

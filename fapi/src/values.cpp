@@ -35,7 +35,8 @@ void checkName(const std::string& what, const std::string& text) {
 void checkInterfaceName(const std::string& option, const std::string& text) {
     if (text.empty() || text.size() > 15 || text.front() == '-' || text == "." || text == ".." ||
         !std::all_of(text.begin(), text.end(), printable)) {
-        throw Usage("option " + option + ": '" + text + "' is not an interface name");
+        throw Usage("option " + option + ": '" + text +
+                    "' is not an interface name (1 to 15 printable characters)");
     }
 }
 

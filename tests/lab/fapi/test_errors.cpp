@@ -13,6 +13,14 @@ TEST_F(Errors, ofUsageExitWithTwo) {
     const std::string before = dump();
     fails(2, "qcfg: the first option must be --port or --queue (see --help)", "qcfg");
     fails(2, "qcfg: one of -A, -M, -D and -L is needed", "qcfg --queue -i ptm0");
+    fails(2, "qcfg: one of -A, -M and -D is needed", "qcfg --port -i ptm0");
+    fails(2, "ifcfg: one of -A, -D and -L is needed", "ifcfg --ifmap -t2");
+    fails(2, "qcfg: queue q: option -i is missing", "qcfg --queue -A q -t egress");
+    fails(2, "classcfg: rule r: option -i is missing", "classcfg -D r");
+    fails(2,
+          "classcfg: rule r: option -i: 'abcdefghijklmnop' is not an interface name (1 to 15 printable "
+          "characters)",
+          "classcfg -D r -i abcdefghijklmnop");
     fails(2, "qcfg: unknown option '--frobnicate'", "qcfg --queue -A q --frobnicate");
     fails(2, "qcfg: option -l needs a value", "qcfg --queue -A q -i ptm0 -t egress -l");
     fails(2, "qcfg: option -l needs a value",
@@ -57,6 +65,8 @@ TEST_F(Errors, ofObjectsExitWithOne) {
           "ifcfg --ifmap -A ppp0 -t2 -bnone -lnone");
     fails(1, "classcfg: rule r on br0: no such interface 'none'",
           "classcfg -A r -i br0 -p udp -o none -j mark --mark 1 --mark-loc 1 --priority 1");
+    fails(1, "qcfg: queues: no such interface 'none'", "qcfg --queue -Lall -inone");
+    fails(1, "classcfg: rules: no such interface 'none'", "classcfg -Lall -inone");
     fails(1, "qcfg: queue q on ptm0: no such queue", "qcfg --queue -D q -i ptm0 -t egress");
     fails(1, "qcfg: queue q on ptm0: no such queue",
           "qcfg --queue -M q -i ptm0 -t egress -l 5 -m sp --priority 1 -d tail --map 1");
@@ -69,6 +79,10 @@ TEST_F(Errors, ofObjectsExitWithOne) {
           "qcfg --queue -A p -i ptm0 -t egress -l 5 -m sp --priority 1 -d tail --map 1");
     ok(rule);
     fails(1, "classcfg: rule r on br0: the name is in use", rule);
+    ok("qcfg --port -A s -i ptm0 -s cb --pir 1000 -t egress");
+    fails(1, "qcfg: shaper t on ptm0: the port already has the shaper s",
+          "qcfg --port -A t -i ptm0 -s cb --pir 1000 -t egress");
+    fails(1, "qcfg: shaper t on ptm0: no such shaper (the port has s)", "qcfg --port -D t -i ptm0 -t egress");
     ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
     fails(1, "ifcfg: ifmap ppp0 on plain0: already mapped to the base ptm0",
           "ifcfg --ifmap -A ppp0 -t2 -bplain0 -lplain0");
@@ -124,7 +138,9 @@ TEST_F(Errors, redIsReplacedByTailDropWithAWarningWhereTheKernelHasNone) {
 
 TEST_F(Errors, helpAndVersionAreOnStandardOutput) {
     for (const char* tool : {"qcfg", "classcfg", "ifcfg"}) {
-        EXPECT_EQ(0U, output(std::string(tool) + " --help").find(std::string("usage: ") + tool));
+        for (const char* asked : {" --help", " -h", " -i ptm0 --help"}) {
+            EXPECT_EQ(0U, output(tool + std::string(asked)).find(std::string("usage: ") + tool));
+        }
         EXPECT_EQ(std::string(tool) + " 1.0.2\n", output(std::string(tool) + " --version"));
     }
 }

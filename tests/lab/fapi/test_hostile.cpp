@@ -1,5 +1,7 @@
 #include "gateway.h"
 
+#include <net/if.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -146,7 +148,7 @@ TEST_F(Hostile, aRenamedPortIsFreed) {
     ok(rule);
     ok("ip link set ptm0 down");
     ok("ip link set ptm0 name ptm9");
-    EXPECT_EQ("", output("qcfg --queue -Lall -iptm0"));
+    fails(1, "qcfg: queues: no such interface 'ptm0'", "qcfg --queue -Lall -iptm0");
     ok(noRule); // any change does it
     const std::string left = output("tc qdisc show");
     EXPECT_EQ(std::string::npos, left.find("fa91")) << left;
@@ -163,6 +165,53 @@ TEST_F(Hostile, aPortThatWentTakesItsIfbAlong) {
     fails(1, "qcfg: shaper down on usb0: no such interface 'usb0'", "qcfg --port -D down -i usb0 -t ingress");
     EXPECT_EQ("", output("ip -o link show type ifb"));
     EXPECT_TRUE(std::filesystem::is_empty("/run/fapi-qos"));
+}
+
+TEST_F(Hostile, portsWhoseLongNamesDifferInTheirEndHaveIfbsOfTheirOwn) {
+    const std::string before = dump();
+    const std::string one = "abcdefghijklmn1"; // as long as the kernel allows
+    const std::string two = "abcdefghijklmn2";
+    ok("ip link add " + one + " type veth peer name " + two);
+    for (const std::string& port : {one, two}) {
+        ok("qcfg --port -A " + port + "_shaper -i " + port + " -s cb --pir 1000 -t ingress");
+    }
+    const auto ifbs = [] { return output("ip -o link show type ifb"); };
+    for (const std::string& port : {one, two}) {
+        const std::string device = "fapi-in" + std::to_string(if_nametoindex(port.c_str()));
+        EXPECT_NE(std::string::npos, ifbs().find(device + ":"));
+        EXPECT_NE(std::string::npos, output("ip link show " + device).find("alias ingress of " + port));
+    }
+    ok("qcfg --port -D " + one + "_shaper -i " + one + " -t ingress");
+    EXPECT_EQ(std::string::npos, ifbs().find(one));
+    EXPECT_NE(std::string::npos, ifbs().find(two));
+    ok("qcfg --port -D " + two + "_shaper -i " + two + " -t ingress");
+    ok("ip link del " + one);
+    EXPECT_EQ(before, dump());
+}
+
+TEST_F(Hostile, aForeignClassOnAPortGoesUnlessOthersUseIt) {
+    const std::string before = dump();
+    ok(queue);
+    ok("tc class add dev ptm0 parent fa91:1 classid fa91:77 htb rate 1mbit quantum 2000");
+    ok("qcfg --queue -A p -i ptm0 -t egress -l 5 -m sp --priority 2 -d tail --map 2");
+    EXPECT_FALSE(classes("ptm0").contains("fa91:77"));
+    // Used: by a filter that leads to it.
+    ok("tc class add dev ptm0 parent fa91:1 classid fa91:77 htb rate 1mbit quantum 2000");
+    ok("tc filter add dev ptm0 parent fa91: pref 5 protocol ip u32 match ip dport 5 0xffff flowid fa91:77");
+    const std::string warning =
+        ": warning: a class on the port that is not ours, or not any more, is used by others and stays\n";
+    const Result shaped = command("qcfg --port -A s -i ptm0 -s cb --pir 1000 -t egress");
+    EXPECT_EQ(0, shaped.status);
+    EXPECT_EQ("qcfg: shaper s on ptm0" + warning, shaped.err);
+    EXPECT_TRUE(classes("ptm0").contains("fa91:77"));
+    EXPECT_NE(std::string::npos, output("tc class show dev ptm0").find("fa91:1 root rate 1Mbit"));
+    const Result removed = command(noQueue);
+    EXPECT_EQ(0, removed.status);
+    EXPECT_EQ("qcfg: queue q on ptm0" + warning, removed.err);
+    // The port's last object takes everything along.
+    command("qcfg --queue -D p -i ptm0 -t egress");
+    ok("qcfg --port -D s -i ptm0 -t egress");
+    EXPECT_EQ(before, dump());
 }
 
 TEST_F(Hostile, aStrangerReadsButNeitherLocksNorCounts) {

@@ -117,7 +117,7 @@ TEST_F(Undo, anInterfaceThatCameBackHasNothing) {
         ok(line);
     }
     ok("ip link del ppp0");
-    EXPECT_EQ("", output("qcfg --queue -Lall -ippp0"));
+    fails(1, "qcfg: queues: no such interface 'ppp0'", "qcfg --queue -Lall -ippp0");
     ok("ip link add ppp0 link ptm0 type macvlan mode bridge");
     ok("ip link set ppp0 up");
     EXPECT_EQ("", output("qcfg --queue -Lall -ippp0"));

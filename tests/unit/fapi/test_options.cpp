@@ -65,4 +65,18 @@ TEST(Operation, isExactlyOneOfTheFour) {
     EXPECT_THROW(operationOf(parse({"-A", "x", "-D", "x"})), Usage);
 }
 
+TEST(Operation, thatIsMissingIsAskedForByWhatTheCommandHas) {
+    try {
+        operationOf(parse({}), "-A and -D");
+        ADD_FAILURE();
+    } catch (const Usage& usage) {
+        EXPECT_STREQ("one of -A and -D is needed", usage.what());
+    }
+}
+
+TEST(Operation, hasItsObjectAsItsValue) {
+    EXPECT_EQ("x", objectOf(parse({"-A", "x"}), Operation::add));
+    EXPECT_EQ("x", objectOf(parse({"-D", "x"}), Operation::remove));
+}
+
 } // namespace fapi

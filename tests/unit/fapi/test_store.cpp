@@ -78,6 +78,33 @@ TEST_F(StoreTest, a_file_in_its_folders_place_is_named) {
     EXPECT_EQ(failureOf(Access::write), "state folder " + root + ": Not a directory");
 }
 
+// The namespace's folder; it has only one.
+std::string folderBelow(const std::string& root) {
+    return fs::directory_iterator(root)->path().string();
+}
+
+TEST_F(StoreTest, tells_the_next_call_that_one_was_killed) {
+    EXPECT_FALSE(Store(Access::write).markBusy());
+    {
+        Store next(Access::write);
+        EXPECT_TRUE(next.markBusy());
+        next.save({}, {});
+        next.markDone();
+    }
+    EXPECT_TRUE(fs::is_empty(root));
+    EXPECT_FALSE(Store(Access::write).markBusy());
+}
+
+TEST_F(StoreTest, clears_away_what_a_killed_call_had_half_written) {
+    (void)Store(Access::write).markBusy();
+    sandbox.write("fapi-qos/" + fs::path(folderBelow(root)).filename().string() + "/state.new", "sha");
+    Store next(Access::write);
+    (void)next.markBusy();
+    next.save({}, {});
+    next.markDone();
+    EXPECT_TRUE(fs::is_empty(root));
+}
+
 } // namespace
 
 } // namespace fapi
