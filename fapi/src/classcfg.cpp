@@ -156,14 +156,7 @@ void classcfg(const Words& words, Subject& subject) {
         puts(showRules(session).c_str());
         return;
     }
-    const Options options(
-        words, {{"-A", Arg::needed},          {"-M", Arg::needed},        {"-D", Arg::needed},
-                {"-L", Arg::needed},          {"-i", Arg::needed},        {"-p", Arg::needed},
-                {"--tcp-flags", Arg::needed}, {"-d", Arg::needed},        {"-s", Arg::needed},
-                {"--dport", Arg::needed},     {"--sport", Arg::needed},   {"--iphdr-dscp", Arg::needed},
-                {"-o", Arg::needed},          {"-j", Arg::needed, true},  {"--actdscp", Arg::needed},
-                {"--pcp-outer", Arg::needed}, {"--mark", Arg::needed},    {"--mark_ing", Arg::needed},
-                {"--mark-loc", Arg::needed},  {"--priority", Arg::needed}});
+    const Options options = ruleOptions(words);
     const Operation operation = operationOf(options);
     if (operation == Operation::list) {
         subject.text = "rules";

@@ -153,6 +153,17 @@ void readMark(const Options& options, fapi_rule& rule) {
 
 } // namespace
 
+Options ruleOptions(const std::vector<std::string>& words) {
+    return Options(words,
+                   {{"-A", Arg::needed},          {"-M", Arg::needed},        {"-D", Arg::needed},
+                    {"-L", Arg::needed},          {"-i", Arg::needed},        {"-p", Arg::needed},
+                    {"--tcp-flags", Arg::needed}, {"-d", Arg::needed},        {"-s", Arg::needed},
+                    {"--dport", Arg::needed},     {"--sport", Arg::needed},   {"--iphdr-dscp", Arg::needed},
+                    {"-o", Arg::needed},          {"-j", Arg::needed, true},  {"--actdscp", Arg::needed},
+                    {"--pcp-outer", Arg::needed}, {"--mark", Arg::needed},    {"--mark_ing", Arg::needed},
+                    {"--mark-loc", Arg::needed},  {"--priority", Arg::needed}});
+}
+
 fapi_rule readRule(const Options& options) {
     fapi_rule rule{};
     readProtocol(options.need("-p"), rule);

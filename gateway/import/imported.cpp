@@ -2,6 +2,7 @@
 
 #include "config/columnrules.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace importers {
@@ -25,6 +26,12 @@ const char* inWords(Remark::Kind kind) {
 }
 
 } // namespace
+
+std::string knownReason(std::span<const KnownReason> reasons, std::string_view name) {
+    const auto found = std::find_if(reasons.begin(), reasons.end(),
+                                    [name](const KnownReason& known) { return known.name == name; });
+    return found == reasons.end() ? "" : std::string(found->reason);
+}
 
 std::string toText(const std::string& fileName, const Remark& remark) {
     return place(fileName, remark.line) + remark.subject + inWords(remark.kind) + remark.reason;

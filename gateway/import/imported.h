@@ -4,8 +4,10 @@
 #include "config/gatewayfile.h"
 
 #include <cstddef>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace importers {
@@ -24,6 +26,14 @@ struct Remark {
     Kind kind = Kind::dropped;
     std::string reason;
 };
+
+struct KnownReason {
+    std::string_view name; // what cannot come over
+    std::string_view reason;
+};
+
+// Empty if there is none for that name.
+std::string knownReason(std::span<const KnownReason> reasons, std::string_view name);
 
 // "home.txt:14: Device.QoS.Queue.1.REDThreshold=70: not carried over: ..."
 std::string toText(const std::string& fileName, const Remark& remark);

@@ -7,7 +7,6 @@
 #include <limits>
 #include <map>
 #include <string_view>
-#include <utility>
 
 namespace importers {
 
@@ -19,7 +18,7 @@ constexpr long long bitsPerKbit = 1000;
 constexpr long long maxPercent = 100;
 
 // Reasons for single parameters of the objects that are carried over, by the parameter's own name.
-constexpr std::pair<std::string_view, std::string_view> knownReasons[] = {
+constexpr KnownReason knownReasons[] = {
     {"Alias", "it has no name here"},
     {"App", "there are no application objects here"},
     {"CurrentShapingBurstSize", "it is a state"},
@@ -40,13 +39,6 @@ constexpr std::pair<std::string_view, std::string_view> knownReasons[] = {
     {"Status", "it is a state"},
 };
 
-// Empty if there is none for that name.
-std::string knownReason(const std::string& name) {
-    const auto* found = std::find_if(std::begin(knownReasons), std::end(knownReasons),
-                                     [&name](const auto& known) { return known.first == name; });
-    return found == std::end(knownReasons) ? "" : std::string(found->second);
-}
-
 std::string reasonFor(const std::string& path) {
     for (const char* table : {"App", "Flow", "Policer", "QueueStats"}) {
         if (path.rfind(std::string("Device.QoS.") + table + ".", 0) == 0) {
@@ -54,7 +46,7 @@ std::string reasonFor(const std::string& path) {
         }
     }
     const std::string name = path.substr(path.rfind('.') + 1);
-    std::string known = knownReason(name);
+    std::string known = knownReason(knownReasons, name);
     if (!known.empty()) {
         return known;
     }

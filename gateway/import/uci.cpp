@@ -19,7 +19,7 @@ using Kind = Remark::Kind;
 constexpr long long maxRate = 10'000'000; // kbit/s
 constexpr std::size_t maxQueueName = 64;
 
-constexpr std::pair<std::string_view, std::string_view> knownReasons[] = {
+constexpr KnownReason knownReasons[] = {
     {"avgrate", "a weighted queue has its share, and no guaranteed rate beside it"},
     {"comment", "a rule has a name and no comment"},
     {"halfduplex", "each direction is shaped by itself"},
@@ -29,13 +29,6 @@ constexpr std::pair<std::string_view, std::string_view> knownReasons[] = {
     {"packetdelay", "a weighted queue has its share, and no delay to keep"},
     {"packetsize", "a weighted queue has its share, and no delay to keep"},
 };
-
-// Empty if there is none for that name.
-std::string knownReason(const std::string& name) {
-    const auto* found = std::find_if(std::begin(knownReasons), std::end(knownReasons),
-                                     [&name](const auto& known) { return known.first == name; });
-    return found == std::end(knownReasons) ? "" : std::string(found->second);
-}
 
 class UciImporter {
   public:
@@ -253,7 +246,7 @@ void UciImporter::remarkUnread() {
             const std::string subject = "config " + section.type() +
                                         (section.name().empty() ? "" : " " + section.name()) + ": " +
                                         option.name + " " + option.value;
-            std::string reason = knownReason(option.name);
+            std::string reason = knownReason(knownReasons, option.name);
             if (reason.empty()) {
                 reason = "the option is unknown here";
             }

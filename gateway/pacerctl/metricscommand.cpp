@@ -116,16 +116,6 @@ std::string metricsText(const Applied& applied, const Built& built, bool wanIsUp
     return metrics.text();
 }
 
-Json toJson(const Counters& counters) {
-    Json json;
-    json["packets"] = counters.packets;
-    json["bytes"] = counters.bytes;
-    json["drops"] = counters.drops;
-    json["backlogPackets"] = counters.backlogPackets;
-    json["backlogBytes"] = counters.backlogBytes;
-    return json;
-}
-
 Json toJson(const Applied& applied, const Built& built, bool wanIsUp, const std::string& source) {
     Json json = jsonHead("metrics", source);
     json["wanUp"] = wanIsUp;

@@ -1,5 +1,7 @@
 #include "pacerctl/report.h"
 
+#include "pacerctl/applied.h"
+
 #include <algorithm>
 #include <ostream>
 #include <sstream>
@@ -126,6 +128,16 @@ Json jsonHead(const std::string& command, const std::string& source) {
     json["format"] = "pacerctl " + command;
     json["version"] = jsonVersion;
     json["source"] = source;
+    return json;
+}
+
+Json toJson(const Counters& counters) {
+    Json json;
+    json["packets"] = counters.packets;
+    json["bytes"] = counters.bytes;
+    json["drops"] = counters.drops;
+    json["backlogPackets"] = counters.backlogPackets;
+    json["backlogBytes"] = counters.backlogBytes;
     return json;
 }
 

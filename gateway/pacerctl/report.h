@@ -11,6 +11,8 @@
 
 namespace pacerctl {
 
+struct Counters;
+
 using Json = nlohmann::ordered_json; // keeps the documented order
 
 enum class ExitStatus {
@@ -85,6 +87,8 @@ std::string listed(const std::vector<std::string>& items);
 
 // {"format": "pacerctl COMMAND", "version": 1, "source": ...}: the head of every JSON report.
 Json jsonHead(const std::string& command, const std::string& source);
+
+Json toJson(const Counters& counters);
 
 // One document and a line feed; bytes that are not UTF-8 are replaced.
 void writeJson(std::ostream& out, const Json& json);

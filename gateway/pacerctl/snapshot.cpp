@@ -28,24 +28,6 @@ constexpr std::chrono::seconds serverPatience{30}; // a loaded gateway is slow, 
 // The one column of the tables that a row may have no value in.
 constexpr const char* optionalColumn = "DSCPMatch";
 
-const GatewayTable* findTable(const std::string& name) {
-    for (const GatewayTable& table : gatewayTables()) {
-        if (name == table.name) {
-            return &table;
-        }
-    }
-    return nullptr;
-}
-
-const GatewayColumn* findColumn(const GatewayTable& table, const std::string& name) {
-    for (const GatewayColumn& column : table.columns) {
-        if (name == column.name) {
-            return &column;
-        }
-    }
-    return nullptr;
-}
-
 void addOnce(std::vector<UnknownName>& names, const std::string& table, const std::string& column) {
     const bool known = std::any_of(names.begin(), names.end(), [&](const UnknownName& each) {
         return each.table == table && each.column == column;
@@ -62,7 +44,7 @@ basalt::Value defaultOf(const GatewayColumn& column) {
 basalt::ValueList toRow(const GatewayTable& table, const gateway::FileRow& fileRow, Snapshot& snapshot) {
     basalt::ValueList row;
     for (const auto& [column, json] : fileRow) {
-        if (findColumn(table, column) == nullptr) {
+        if (zel::cfg::findGatewayColumn(table.name, column) == nullptr) {
             addOnce(snapshot.unknownNames, table.name, column);
         }
         if (auto value = ovsdb::toValue(json)) {
@@ -129,7 +111,7 @@ Snapshot parseSnapshot(const std::string& fileName, const std::string& text) {
     }
     try {
         for (const gateway::FileTable& fileTable : gateway::parseGatewayFile(fileName, text)) {
-            const GatewayTable* table = findTable(fileTable.name);
+            const GatewayTable* table = zel::cfg::findGatewayTable(fileTable.name);
             if (table == nullptr) {
                 addOnce(snapshot.unknownNames, fileTable.name, "");
                 continue;

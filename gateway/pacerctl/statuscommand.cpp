@@ -156,16 +156,6 @@ class StatusPrinter {
     const Status& status_;
 };
 
-Json toJson(const Counters& counters) {
-    Json json;
-    json["packets"] = counters.packets;
-    json["bytes"] = counters.bytes;
-    json["drops"] = counters.drops;
-    json["backlogPackets"] = counters.backlogPackets;
-    json["backlogBytes"] = counters.backlogBytes;
-    return json;
-}
-
 // null: not known.
 Json appliedJson(const Status& status, bool isApplied) {
     return status.applied ? Json(isApplied) : Json();

@@ -4,28 +4,22 @@
 // broken program. Status 1 if something could not be measured.
 #include "benches.h"
 #include "privatemachine.h"
+#include "report.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
 
-const std::vector<std::pair<std::string, std::function<int(const std::string&)>>> benches = {
+const bench::Measurements benches = {
     {"wan-up", bench::wanUp},
     {"latency", bench::latency},
     {"processor-time", bench::processorTime},
     {"footprint", bench::footprint},
 };
-
-bool isWanted(const std::string& name, const std::vector<std::string>& names) {
-    return names.empty() || std::find(names.begin(), names.end(), name) != names.end();
-}
 
 } // namespace
 
@@ -38,13 +32,7 @@ int main(int argc, char** argv) {
         std::filesystem::create_directories(argv[1]);
         const std::string folder = std::filesystem::canonical(argv[1]);
         e2e::enterPrivateMachine({BENCH_BUILD_FOLDER, BENCH_SOURCE_FOLDER, folder});
-        int missed = 0;
-        for (const auto& [name, measure] : benches) {
-            if (isWanted(name, {argv + 2, argv + argc})) {
-                missed += measure(folder);
-            }
-        }
-        std::printf(missed == 0 ? "every target met\n" : "%d targets MISSED\n", missed);
+        bench::measure(benches, folder, {argv + 2, argv + argc});
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "pacerd_bench: %s\n", error.what());

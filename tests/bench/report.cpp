@@ -56,6 +56,17 @@ int Report::finish() const {
     return misses;
 }
 
+void measure(const Measurements& measurements, const std::string& folder,
+             const std::vector<std::string>& names) {
+    int missed = 0;
+    for (const auto& [name, measurement] : measurements) {
+        if (names.empty() || std::find(names.begin(), names.end(), name) != names.end()) {
+            missed += measurement(folder);
+        }
+    }
+    std::printf(missed == 0 ? "every target met\n" : "%d targets MISSED\n", missed);
+}
+
 double median(std::vector<double> values) {
     return quantile(std::move(values), 0.5);
 }

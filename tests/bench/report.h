@@ -3,8 +3,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -34,6 +36,14 @@ class Report {
     std::vector<Figure> figures_;
     nlohmann::json details_ = nlohmann::json::object();
 };
+
+// Writes into a folder; returns how many targets were missed.
+using Measurement = std::function<int(const std::string& folder)>;
+using Measurements = std::vector<std::pair<std::string, Measurement>>;
+
+// Those with these names, or all if there are none; at the end says whether a target was missed.
+void measure(const Measurements& measurements, const std::string& folder,
+             const std::vector<std::string>& names);
 
 double median(std::vector<double> values);
 double quantile(std::vector<double> values, double part); // 0.99 of them are not larger

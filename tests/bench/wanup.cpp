@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <functional>
-#include <sstream>
 #include <stdexcept>
 
 namespace bench {
@@ -19,26 +18,17 @@ struct Lines {
     std::string lastRemoval;
 };
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 // One run with each line written down.
 Lines recordLines(Gateway& gateway) {
     const std::string file = "/tmp/lines";
     gateway.startDaemon({{"LD_PRELOAD", BENCH_LINESPY}, {"LINESPY", file}});
     gateway.up("info: apply success: 'qcfg --port -A shape_wan -i ptm0 -s cb --pir 20000 -t egress'");
     Lines lines;
-    lines.up = linesOf(e2e::readFile(file));
+    lines.up = e2e::linesOf(e2e::readFile(file));
     lines.lastAdd = "info: apply success: '" + lines.up.back() + "'";
     e2e::writeFile(file, "");
     gateway.stopDaemon();
-    lines.lastRemoval = "info: remove success: '" + linesOf(e2e::readFile(file)).back() + "'";
+    lines.lastRemoval = "info: remove success: '" + e2e::linesOf(e2e::readFile(file)).back() + "'";
     gateway.db.update(e2e::statusTable, e2e::internetRow, e2e::internetDown());
     return lines;
 }

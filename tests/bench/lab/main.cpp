@@ -1,23 +1,21 @@
 // Usage: lab_bench FOLDER [classification|shaping|priority|sharing|tool-cost|growth|whole-wan]...
 //
 // As pacerd_bench, but inside a run of the lab: it starts itself again in there. Needs root.
+#include "../report.h"
 #include "benches.h"
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
 
-const std::vector<std::pair<std::string, std::function<int(const std::string&)>>> benches = {
+const bench::Measurements benches = {
     {"classification", bench::classification},
     {"shaping", bench::shaping},
     {"priority", bench::priority},
@@ -56,13 +54,7 @@ int main(int argc, char** argv) {
             continueInLab(folder, names);
             return 1;
         }
-        int missed = 0;
-        for (const auto& [name, measure] : benches) {
-            if (names.empty() || std::find(names.begin(), names.end(), name) != names.end()) {
-                missed += measure(folder);
-            }
-        }
-        std::printf(missed == 0 ? "every target met\n" : "%d targets MISSED\n", missed);
+        bench::measure(benches, folder, names);
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lab_bench: %s\n", error.what());

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 
 namespace pacerctl {
@@ -145,30 +146,8 @@ TEST(RandomGateways, HaveAnErrorForLintWhereTheDaemonEndsOrCannotTakeBack) {
 }
 
 fapi_rule readByTool(const std::string& command) {
-    std::istringstream stream(command.substr(command.find(' ') + 1));
-    Lines words;
-    for (std::string word; stream >> word;) {
-        words.push_back(word);
-    }
-    using fapi::Arg;
-    const fapi::Options options(words, {{"-A", Arg::needed},
-                                        {"-i", Arg::needed},
-                                        {"-p", Arg::needed},
-                                        {"--tcp-flags", Arg::needed},
-                                        {"-d", Arg::needed},
-                                        {"-s", Arg::needed},
-                                        {"--dport", Arg::needed},
-                                        {"--sport", Arg::needed},
-                                        {"--iphdr-dscp", Arg::needed},
-                                        {"-o", Arg::needed},
-                                        {"-j", Arg::needed, true},
-                                        {"--actdscp", Arg::needed},
-                                        {"--pcp-outer", Arg::needed},
-                                        {"--mark", Arg::needed},
-                                        {"--mark_ing", Arg::needed},
-                                        {"--mark-loc", Arg::needed},
-                                        {"--priority", Arg::needed}});
-    return fapi::readRule(options);
+    std::istringstream words(command.substr(command.find(' ') + 1));
+    return fapi::readRule(fapi::ruleOptions({std::istream_iterator<std::string>(words), {}}));
 }
 
 TEST(RandomGateways, ThatAreCleanForLintHaveRulesThatTheToolTakesAndNamesOfTheirOwn) {

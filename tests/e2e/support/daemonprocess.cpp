@@ -9,15 +9,6 @@ namespace e2e {
 
 namespace {
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 bool isChange(const std::string& command) {
     std::istringstream words(command);
     std::string word;

@@ -71,6 +71,7 @@ Outcome run(const std::vector<std::string>& words,
             const std::map<std::string, std::string>& environment = {});
 
 std::string readFile(const std::string& path);
+std::vector<std::string> linesOf(const std::string& text);
 void writeFile(const std::string& path, const std::string& text);
 
 // Looks every millisecond; false if it has not come true by then.

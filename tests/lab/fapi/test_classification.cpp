@@ -431,23 +431,8 @@ TEST_F(RandomRules, agreeWithTheLibrary) {
             const auto dscp = static_cast<uint8_t>(10 + i);
             const std::string line = ruleLine("r" + std::to_string(i), words, out, dscp, 1);
             ok(line);
-            std::istringstream in(line.substr(line.find(" -p") + 1));
-            std::vector<std::string> options;
-            for (std::string word; in >> word;) {
-                options.push_back(word);
-            }
-            const Options parsed(options, {{"-p", Arg::needed},
-                                           {"-s", Arg::needed},
-                                           {"-d", Arg::needed},
-                                           {"--sport", Arg::needed},
-                                           {"--dport", Arg::needed},
-                                           {"--iphdr-dscp", Arg::needed},
-                                           {"-o", Arg::needed},
-                                           {"-j", Arg::needed, true},
-                                           {"--actdscp", Arg::needed},
-                                           {"--mark", Arg::needed},
-                                           {"--mark-loc", Arg::needed},
-                                           {"--priority", Arg::needed}});
+            std::istringstream in(line.substr(line.find(' ') + 1));
+            const Options parsed = ruleOptions({std::istream_iterator<std::string>(in), {}});
             rules.push_back({readRule(parsed), out, dscp});
         }
         std::vector<Packet> packets;

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <sstream>
 
 namespace fapi {
@@ -12,25 +13,8 @@ namespace {
 
 fapi_rule parse(const std::string& line,
                 const std::string& mark = " -j mark --mark 5 --mark-loc 1 --priority 5") {
-    std::istringstream in(line + mark);
-    std::vector<std::string> words;
-    for (std::string word; in >> word;) {
-        words.push_back(word);
-    }
-    return readRule(Options(words, {{"-p", Arg::needed},
-                                    {"-s", Arg::needed},
-                                    {"-d", Arg::needed},
-                                    {"--sport", Arg::needed},
-                                    {"--dport", Arg::needed},
-                                    {"--iphdr-dscp", Arg::needed},
-                                    {"--tcp-flags", Arg::needed},
-                                    {"-j", Arg::needed, true},
-                                    {"--actdscp", Arg::needed},
-                                    {"--pcp-outer", Arg::needed},
-                                    {"--mark", Arg::needed},
-                                    {"--mark_ing", Arg::needed},
-                                    {"--mark-loc", Arg::needed},
-                                    {"--priority", Arg::needed}}));
+    std::istringstream words(line + mark);
+    return readRule(ruleOptions({std::istream_iterator<std::string>(words), {}}));
 }
 
 } // namespace

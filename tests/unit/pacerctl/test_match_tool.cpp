@@ -21,30 +21,8 @@ namespace pacerctl {
 namespace {
 
 fapi_rule ruleOf(const std::string& command) {
-    std::istringstream stream(command.substr(command.find(' ') + 1));
-    std::vector<std::string> words;
-    for (std::string word; stream >> word;) {
-        words.push_back(word);
-    }
-    using fapi::Arg;
-    const fapi::Options options(words, {{"-A", Arg::needed},
-                                        {"-i", Arg::needed},
-                                        {"-p", Arg::needed},
-                                        {"--tcp-flags", Arg::needed},
-                                        {"-d", Arg::needed},
-                                        {"-s", Arg::needed},
-                                        {"--dport", Arg::needed},
-                                        {"--sport", Arg::needed},
-                                        {"--iphdr-dscp", Arg::needed},
-                                        {"-o", Arg::needed},
-                                        {"-j", Arg::needed, true},
-                                        {"--actdscp", Arg::needed},
-                                        {"--pcp-outer", Arg::needed},
-                                        {"--mark", Arg::needed},
-                                        {"--mark_ing", Arg::needed},
-                                        {"--mark-loc", Arg::needed},
-                                        {"--priority", Arg::needed}});
-    return fapi::readRule(options);
+    std::istringstream words(command.substr(command.find(' ') + 1));
+    return fapi::readRule(fapi::ruleOptions({std::istream_iterator<std::string>(words), {}}));
 }
 
 fapi_facts factsOf(const Packet& packet) {
