@@ -152,7 +152,15 @@ TEST_F(FaultsTest, AReadOnlyRunFolderOnlyCostsThePidFile) {
     EXPECT_EQ(daemon->exitStatus(), 0) << "the parent";
     EXPECT_TRUE(
         log.waitFor("error: pid file '/var/run/pacerd_ng.pid' cannot be written: Read-only file system"));
-    EXPECT_TRUE(log.waitFor("info: initial startup in progress"));
+    ASSERT_TRUE(log.waitFor("info: initial startup in progress"));
+    settle();
+    bringUp();
+    // No pid file tells who it is.
+    Process background = Process::adopt(log.lines().back().process);
+    background.signal(SIGTERM);
+    EXPECT_EQ(background.exitStatus(), 0);
+    EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+    EXPECT_EQ(daemon->commands().changes().size(), 22U);
     run({"umount", "/run"});
 }
 

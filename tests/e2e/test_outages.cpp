@@ -32,17 +32,6 @@ class OutagesTest : public GatewayTest {
         db.update(statusTable, internetRow, internetUp());
         server.stop();
     }
-
-    // Each command of that tool takes a while.
-    void startDaemonWithSlow(const std::string& tool) {
-        run({"mkdir", "-p", "/tmp/slow"});
-        const std::string wrapper = "/tmp/slow/" + tool;
-        writeFile(wrapper, "#!/bin/sh\nsleep 0.1\nexec " + toolsFolder() + "/" + tool + " \"$@\"\n");
-        run({"chmod", "+x", wrapper});
-        daemon.emplace(Texts{"-d", "2"}, std::map<std::string, std::string>{
-                                             {"PATH", "/tmp/slow:" + toolsFolder() + ":/usr/bin:/bin"}});
-        ASSERT_TRUE(log.waitFor("info: initial startup in progress"));
-    }
 };
 
 TEST_F(OutagesTest, AnAbsentServerIsReportedOnceAndWaitedFor) {

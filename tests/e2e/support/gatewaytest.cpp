@@ -44,6 +44,16 @@ void GatewayTest::startDaemon(const Texts& options) {
     settle();
 }
 
+void GatewayTest::startDaemonWithSlow(const std::string& tool) {
+    run({"mkdir", "-p", "/tmp/slow"});
+    const std::string wrapper = "/tmp/slow/" + tool;
+    writeFile(wrapper, "#!/bin/sh\nsleep 0.1\nexec " + toolsFolder() + "/" + tool + " \"$@\"\n");
+    run({"chmod", "+x", wrapper});
+    daemon.emplace(Texts{"-d", "2"}, std::map<std::string, std::string>{
+                                         {"PATH", "/tmp/slow:" + toolsFolder() + ":/usr/bin:/bin"}});
+    ASSERT_TRUE(log.waitFor("info: initial startup in progress"));
+}
+
 void GatewayTest::bringUp() {
     db.update(statusTable, internetRow, internetUp());
     settle();

@@ -34,6 +34,9 @@ class GatewayTest : public ::testing::Test {
     void startDaemon(const Json& configuration, const Texts& options = {"-d", "2"});
     void startDaemon(const Texts& options = {"-d", "2"});
 
+    // The same with a running server and everything logged, and each command of that tool takes 0.1 s.
+    void startDaemonWithSlow(const std::string& tool);
+
     // The internet's row changes; return when the daemon has done what follows from it.
     void bringUp();
     void takeDown();

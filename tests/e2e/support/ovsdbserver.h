@@ -20,6 +20,7 @@ class OvsdbServer {
     void freeze() { process_.signal(SIGSTOP); }
     void thaw() { process_.signal(SIGCONT); }
     bool running() const { return process_.running(); }
+    pid_t id() const { return process_.id(); }
 
   private:
     std::string file_;
