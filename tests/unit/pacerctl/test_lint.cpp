@@ -1,13 +1,18 @@
 // Each trap of pacerctl lint: a gateway that has exactly this one, and one that nearly has it.
 #include "linttraps.h"
+#include "pacerctl/findings.h"
 #include "pacerctl/lint/lint.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <set>
+#include <sstream>
 
 namespace pacerctl {
 
@@ -62,17 +67,43 @@ INSTANTIATE_TEST_SUITE_P(Matches, LintTrap, testing::ValuesIn(test::matchTraps()
 INSTANTIATE_TEST_SUITE_P(Actions, LintTrap, testing::ValuesIn(test::actionTraps()), nameOfTrap);
 INSTANTIATE_TEST_SUITE_P(Values, LintTrap, testing::ValuesIn(test::valueTraps()), nameOfTrap);
 
+std::vector<Trap> allTraps() {
+    std::vector<Trap> all;
+    for (const auto& traps : {test::pathTraps(), test::queueTraps(), test::shaperTraps(), test::ruleTraps(),
+                              test::matchTraps(), test::actionTraps(), test::valueTraps()}) {
+        all.insert(all.end(), traps.begin(), traps.end());
+    }
+    return all;
+}
+
+// The report of each trap, word for word. After a wanted change run with PACERCTL_WRITE_GOLDEN=1 and read
+// the difference.
+TEST(Lint, SaysOfEachTrapWhereItIsWhyItIsOneAndWhatToDo) {
+    std::ostringstream out;
+    const Terminal terminal{out, out, false, false, [] { return TerminalSize{100, 0}; }};
+    for (const Trap& trap : allTraps()) {
+        Json gateway = test::cleanGateway();
+        trap.set(gateway);
+        printFindings(terminal, lint(test::toSnapshot(gateway)));
+        out << '\n';
+    }
+    const std::string file = PACERD_SOURCE_DIR "/tests/unit/pacerctl/golden/lint-traps.txt";
+    if (std::getenv("PACERCTL_WRITE_GOLDEN") != nullptr) {
+        std::ofstream(file, std::ios::binary) << out.str();
+        FAIL() << file << " written; read it";
+    }
+    std::ifstream stream(file, std::ios::binary);
+    EXPECT_EQ(out.str(), std::string(std::istreambuf_iterator<char>(stream), {}));
+}
+
 TEST(Lint, FindsNothingInACleanGateway) {
     EXPECT_EQ(found(test::nothing), std::vector<std::string>());
 }
 
 TEST(Lint, HasATestTrapForEveryCheck) {
     std::set<std::string> tested;
-    for (const auto& traps : {test::pathTraps(), test::queueTraps(), test::shaperTraps(), test::ruleTraps(),
-                              test::matchTraps(), test::actionTraps(), test::valueTraps()}) {
-        for (const Trap& trap : traps) {
-            tested.insert(checkOf(trap));
-        }
+    for (const Trap& trap : allTraps()) {
+        tested.insert(checkOf(trap));
     }
     std::set<std::string> known;
     for (const LintCheck& check : lintChecks()) {
