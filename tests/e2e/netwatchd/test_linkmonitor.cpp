@@ -3,10 +3,32 @@
 #include "netwatchdtest.h"
 #include "ovsdb/uniquefd.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/rtnetlink.h>
+#include <netlink/netlink.h>
+
+#include <functional>
+#include <utility>
 
 using namespace netwatchd::test;
 using netwatchd::LinkMonitor;
+
+namespace {
+
+// Called before each request for interfaces or addresses.
+std::function<void(int)> beforeRequest;
+
+} // namespace
+
+extern "C" int nl_send_simple(nl_sock* socket, int type, int flags, void* data, size_t size) {
+    using Call = int (*)(nl_sock*, int, int, void*, size_t);
+    static const Call libnls = reinterpret_cast<Call>(::dlsym(RTLD_NEXT, "nl_send_simple"));
+    if (beforeRequest) {
+        beforeRequest(type);
+    }
+    return libnls(socket, type, flags, data, size);
+}
 
 namespace {
 
@@ -39,6 +61,25 @@ TEST_F(LinkMonitorTest, ReadsTheInterfacesOnceAndThenListens) {
     EXPECT_FALSE(monitor.process(LinkMonitor::Clock::now())) << "there is nothing new";
     EXPECT_EQ(monitor.readings(), 1U);
     EXPECT_EQ(monitor.takeComplaint(), "");
+}
+
+// Between the reading of the interfaces and that of the addresses: news that a later subscription would miss.
+TEST_F(LinkMonitorTest, LosesNothingOfWhatHappensWhileItReads) {
+    {
+        LinkMonitor settling;
+        ASSERT_TRUE(becomes(settling, true));
+    }
+    LinkMonitor monitor;
+    bool happened = false;
+    beforeRequest = [&happened](int type) {
+        if (type == RTM_GETADDR && !std::exchange(happened, true)) {
+            ip("link set eth1 down");
+        }
+    };
+    EXPECT_TRUE(monitor.process(LinkMonitor::Clock::now()));
+    beforeRequest = nullptr;
+    EXPECT_TRUE(happened);
+    EXPECT_FALSE(isUp(monitor));
 }
 
 TEST_F(LinkMonitorTest, ReadsEverythingAnewWhenTheKernelHadToDropNews) {
