@@ -2,13 +2,12 @@
 // 40;
 // ./run soak: 20,000).
 #include "gatewaytest.h"
+#include "upkeep.h"
 
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
-#include <iterator>
 
 namespace e2e {
 
@@ -21,56 +20,50 @@ int flaps() {
 
 class SoakTest : public GatewayTest {
   protected:
-    std::string proc(const char* file) {
-        return "/proc/" + std::to_string(daemon->process().id()) + "/" + file;
-    }
-
-    long openFiles() {
-        return std::distance(std::filesystem::directory_iterator(proc("fd")),
-                             std::filesystem::directory_iterator());
-    }
-
-    // Memory of its own and its share of what it shares, in kB.
-    long proportionalSize() {
-        const std::string rollup = readFile(proc("smaps_rollup"));
-        const std::size_t at = rollup.find("\nPss:");
-        return at == std::string::npos ? -1 : std::atol(rollup.c_str() + at + 5);
-    }
-
-    // What this process keeps of the past would outweigh the daemon.
-    void forgetTheLog() {
+    // Up and down once; the first round says which objects each later one is to give.
+    void flap() {
+        bringUp();
+        const Texts objects = daemon->commands().objects();
+        EXPECT_THAT(objects, Not(IsEmpty()));
+        objects_ = objects_.empty() ? objects : objects_;
+        EXPECT_EQ(objects, objects_);
+        takeDown();
+        EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+        // What this process keeps of the past would outweigh the daemon.
         log.clear();
         daemon->commands().clear();
     }
+
+    void flap(int rounds) {
+        for (int round = 0; round < rounds; ++round) {
+            flap();
+            ASSERT_FALSE(HasFailure()) << "round " << round;
+        }
+    }
+
+  private:
+    Texts objects_;
 };
 
 TEST_F(SoakTest, DescriptorsMemoryAndObjectsStayTheSame) {
     startDaemon(smallGateway(), {"-d", "0"});
+    const pid_t id = daemon->process().id();
     const int rounds = flaps();
-    const int warmUp = std::max(10, rounds / 20);
-    Texts first;
-    long files = 0;
-    long size = 0;
-    for (int round = 0; round < rounds + warmUp; ++round) {
-        bringUp();
-        const Texts objects = daemon->commands().objects();
-        first = round == 0 ? objects : first;
-        ASSERT_EQ(objects, first) << "round " << round;
-        takeDown();
-        ASSERT_THAT(daemon->commands().objects(), IsEmpty()) << "round " << round;
-        forgetTheLog();
-        if (round + 1 == warmUp) {
-            files = openFiles();
-            size = proportionalSize();
-        }
+    constexpr int looks = 20;
+    flap(std::max(10, rounds / 20)); // until all is there that is made once
+    const long files = openFilesOf(id);
+    Trend size; // kB over thousands of flaps
+    size.add(0, static_cast<double>(proportionalSizeOf(id)));
+    for (int look = 1; look <= looks && !HasFatalFailure(); ++look) {
+        flap(rounds / looks);
+        size.add(look * (rounds / looks) / 1000.0, static_cast<double>(proportionalSizeOf(id)));
+        EXPECT_EQ(openFilesOf(id), files);
     }
-    const long grown = proportionalSize() - size;
-    std::cout << rounds << " flaps: " << files << " descriptors, " << size << " kB, grown by " << grown
-              << " kB\n";
-    EXPECT_EQ(openFiles(), files);
+    std::cout << rounds << " flaps: " << files << " descriptors; from " << size.first() << " to "
+              << size.last() << " kB, " << size.slope() << " kB more for each 1000 flaps\n";
 #ifndef E2E_SANITIZED // which keep freed memory for a while
     // A lost byte per flap shows with many; less than a page each hundred flaps is the allocator's play.
-    EXPECT_LE(grown, 64 + rounds / 100);
+    EXPECT_LE(size.last() - size.first(), 64 + rounds / 100);
 #endif
     EXPECT_EQ(daemon->stop(SIGTERM), 0);
 }
