@@ -174,6 +174,28 @@ TEST_F(Interfaces, AreWrittenInOneTransactionForABurst) {
                 UnorderedElementsAre("ProviderInternet down 192.0.2.1", "ProviderVoIP down 198.51.100.1"));
 }
 
+// What comes a moment later still belongs to the burst. A machine that is busy with something else may tear
+// some apart.
+TEST_F(Interfaces, ThatChangeOneAfterTheOtherAreMostlyWrittenTogether) {
+    ipBatch("link add link eth1 name voip0 type macvlan\n"
+            "link set voip0 up\n");
+    startAndSettle();
+    constexpr int rounds = 20;
+    int together = 0;
+    for (int round = 0; round < rounds; ++round) {
+        record->clear();
+        const bool there = round % 2 == 0;
+        const std::string verb = there ? "add" : "del";
+        ipBatch("address " + verb + " 192.0.2.1/24 dev eth1\naddress " + verb +
+                " 198.51.100.1/24 dev voip0\n");
+        ASSERT_TRUE(
+            record->waitForRow("ProviderInternet up " + std::string(there ? "192.0.2.1" : "0.0.0.0")));
+        ASSERT_TRUE(record->waitForRow("ProviderVoIP up " + std::string(there ? "198.51.100.1" : "0.0.0.0")));
+        together += record->entries().size() == 1 ? 1 : 0;
+    }
+    EXPECT_GE(together, rounds / 2);
+}
+
 TEST_F(Interfaces, AreRightInTheEndWhateverHappensDuringTheStart) {
     for (int round = 0; round < 10; ++round) {
         record.emplace();
