@@ -8,3 +8,5 @@ set(CMAKE_CXX_COMPILER ${CROSS}-g++)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${CMAKE_SYSTEM_PROCESSOR}-static;-L;/usr/${CROSS})
 set(CMAKE_PREFIX_PATH /opt/${CROSS})
 set(ENV{PKG_CONFIG_LIBDIR} /opt/${CROSS}/lib/pkgconfig:/usr/lib/${CROSS}/pkgconfig)
+# On arm, notes that GCC 7 changed how some values are passed: everything here is built by one compiler.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
