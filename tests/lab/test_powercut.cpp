@@ -196,6 +196,37 @@ TEST_P(PowerCutsTest, LeaveTheKernelAsItWas) {
     cutEverywhere(c.up, c.afterwards, step(c.every));
 }
 
+// One tool is killed, and nothing else: to the daemon it has failed, and it takes everything back itself.
+class ToolKillsTest : public PowerCutTest, public ::testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Examples, ToolKillsTest, ::testing::Values("minimal"));
+
+TEST_P(ToolKillsTest, AreTakenBackByTheDaemonItself) {
+    build(e2e::exampleGateway(GetParam()));
+    int changes = 1;
+    for (bool ended = true; ended && !HasFailure(); changes += step(1)) {
+        const int systemCall = changes * 37 % 110;
+        SCOPED_TRACE("killed in change " + std::to_string(changes) + ", stop " + std::to_string(systemCall));
+        setWan(false);
+        e2e::writeFile(plan, "0 0");
+        startDaemon(tools);
+        e2e::writeFile(plan, std::to_string(changes) + " " + std::to_string(systemCall));
+        setWan(true);
+        ended = !settlesOrEnds();
+        if (ended) {
+            EXPECT_TRUE(log.has("error: failed appliing qos config"));
+            daemon.reset();
+        } else {
+            e2e::writeFile(plan, "0 0"); // there was nothing left to kill
+            stopDaemon();
+        }
+        expectKernelAsBefore();
+        EXPECT_THAT(interfaceMaps(), IsEmpty());
+        log.clear();
+    }
+    EXPECT_GT(changes, 3) << "there was hardly a command";
+}
+
 // What a daemon has not applied itself it does not take back: that is its contract, and these are the
 // consequences, by name. Each of them goes with the next life that has it applied, or with the kernel.
 class LeftoversTest : public PowerCutTest {
@@ -229,6 +260,23 @@ TEST_F(LeftoversTest, InterfaceMapsStayInAMemoryThatOutlivesTheKernel) {
     expectNothingButTheMap();
     startAndStopAsUsual();
     expectNothingButTheMap();
+}
+
+// The daemon tries each removal once.
+TEST_F(LeftoversTest, WhatAKilledToolWasToRemoveStays) {
+    build(e2e::exampleGateway("minimal"));
+    setWan(true);
+    e2e::writeFile(plan, "0 0");
+    startDaemon(tools);
+    e2e::writeFile(plan, "1 5"); // classcfg -D voip, which does not come far
+    stopDaemon();
+    EXPECT_THAT(rulesOf("eth0"), ElementsAre("voip"));
+    EXPECT_THAT(queuesOf("eth1"), IsEmpty());
+    EXPECT_THAT(interfaceMaps(), IsEmpty());
+
+    startAndStopAsUsual();
+    expectKernelAsBefore();
+    EXPECT_THAT(rulesOf("eth0"), IsEmpty());
 }
 
 TEST_F(LeftoversTest, EverythingStaysWhenTheNextLifeNeverSeesTheWanUp) {

@@ -13,6 +13,10 @@ Json exampleGateway(const std::string& name) {
     return Json::parse(file);
 }
 
+std::string manualPage(const std::string& name) {
+    return E2E_SOURCE_FOLDER "/docs/man/" + name;
+}
+
 std::string importFile(const std::string& name) {
     return E2E_SOURCE_FOLDER "/tests/unit/import/files/" + name;
 }

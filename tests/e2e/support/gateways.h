@@ -10,6 +10,8 @@ namespace e2e {
 std::string schemaFile();                     // the one that is shipped
 Json exampleGateway(const std::string& name); // a shipped example: "dsl-tripleplay"
 
+std::string manualPage(const std::string& name); // "pacerd_ng.8"
+
 // The path of an input of the import tests.
 std::string importFile(const std::string& name);
 

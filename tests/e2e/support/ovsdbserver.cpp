@@ -24,9 +24,9 @@ bool accepts(const char* path) {
 
 } // namespace
 
-OvsdbServer::OvsdbServer(const std::string& schemaFile) {
+OvsdbServer::OvsdbServer(const std::string& schemaFile, const std::string& folder) {
     static int count = 0;
-    file_ = "/tmp/gateway" + std::to_string(++count) + ".db";
+    file_ = folder + "/gateway" + std::to_string(++count) + ".db";
     const Outcome outcome = run({"ovsdb-tool", "create", file_, schemaFile});
     if (outcome.status != 0) {
         throw std::runtime_error("ovsdb-tool: " + outcome.errors);

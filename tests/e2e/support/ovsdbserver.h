@@ -11,7 +11,7 @@ namespace e2e {
 class OvsdbServer {
   public:
     // Makes an empty database from the schema file, without starting a server.
-    explicit OvsdbServer(const std::string& schemaFile);
+    explicit OvsdbServer(const std::string& schemaFile, const std::string& folder = "/tmp");
 
     // Returns when clients can connect.
     void start();
@@ -21,6 +21,7 @@ class OvsdbServer {
     void thaw() { process_.signal(SIGCONT); }
     bool running() const { return process_.running(); }
     pid_t id() const { return process_.id(); }
+    const std::string& file() const { return file_; }
 
   private:
     std::string file_;

@@ -1,0 +1,230 @@
+// The machine runs out of something, or something of it is missing, or its clock jumps.
+#include "gatewaytest.h"
+
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+namespace e2e {
+
+namespace {
+
+class SystemFaultsTest : public GatewayTest {
+  protected:
+    // Only the one that counts: the other could not be raised again.
+    void limit(int resource, rlim_t value) {
+        const auto which = static_cast<__rlimit_resource>(resource);
+        const pid_t id = daemon->process().id();
+        rlimit both = {};
+        ASSERT_EQ(prlimit(id, which, nullptr, &both), 0);
+        both.rlim_cur = value;
+        ASSERT_EQ(prlimit(id, which, &both, nullptr), 0);
+    }
+
+    rlim_t addressSpace() {
+        const std::string status = readFile("/proc/" + std::to_string(daemon->process().id()) + "/status");
+        return std::strtoull(status.c_str() + status.find("VmSize:") + 7, nullptr, 10) * 1024;
+    }
+
+    void expectStopLeavesNothing() {
+        EXPECT_EQ(daemon->stop(SIGTERM), 0);
+        EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+    }
+
+    void expectWorks() {
+        bringUp();
+        EXPECT_EQ(daemon->commands().objects().size(), 11U);
+        takeDown();
+        EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+    }
+
+    void waitForOutage() {
+        ASSERT_TRUE(log.waitFor("error: configuration server at '" + std::string(serverSocket) +
+                                "' is gone: closed by the server"));
+    }
+};
+
+TEST_F(SystemFaultsTest, WithoutDescriptorsItHoldsOutAndGoesOnAfterwards) {
+    startDaemon(smallGateway());
+    bringUp();
+    limit(RLIMIT_NOFILE, 3);
+    server.crash();
+    waitForOutage();
+    server.start();
+    pause(Milliseconds(1200)); // two attempts that cannot be made
+    limit(RLIMIT_NOFILE, 1024);
+    settle();
+    takeDown();
+    EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+    EXPECT_EQ(daemon->stop(SIGTERM), 0);
+}
+
+// The tools have none either. The first of them fails, and so does what would take it back.
+TEST_F(SystemFaultsTest, WithoutDescriptorsForTheToolsItEndsInGoodOrder) {
+    startDaemon(smallGateway());
+    limit(RLIMIT_NOFILE, 3);
+    db.update(statusTable, internetRow, internetUp());
+    EXPECT_EQ(daemon->exitStatus(), 0);
+    EXPECT_TRUE(log.has("error: failed appliing qos config"));
+    EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+}
+
+// From the very start, with one more each time, until there are enough. (With 3 no program can be loaded.)
+TEST_F(SystemFaultsTest, WithTooFewDescriptorsForAStartItSaysSoOrWaits) {
+    startServer(smallGateway());
+    bool works = false;
+    for (int count = 4; !works && count < 12; ++count) {
+        SCOPED_TRACE(std::to_string(count) + " descriptors");
+        log.clear();
+        Process limited(Command{
+            {"sh", "-c",
+             "ulimit -n " + std::to_string(count) + "; exec " + programFolder() + "/pacerd_ng -d 2"},
+            {{"PATH", toolsFolder() + ":/usr/bin:/bin"}, {"PACERD_RECORD", "/tmp/limited.commands"}}});
+        works = log.waitFor("info: initial startup in progress", 1, Milliseconds(500));
+        limited.signal(SIGTERM);
+        const int status = limited.exitStatus();
+        EXPECT_TRUE(status == 0 || status == 1) << status;
+    }
+    EXPECT_TRUE(works);
+}
+
+#ifndef E2E_SANITIZED // which need memory of their own
+// The tables grow beyond what it may have: an outage, and the decisions stay.
+TEST_F(SystemFaultsTest, TablesThatDoNotFitIntoItsMemoryAreAnOutage) {
+    startDaemon(smallGateway());
+    bringUp();
+    daemon->commands().clear();
+    limit(RLIMIT_AS, addressSpace() + (512U << 10));
+    Json operations = Json::array({Database::updating(statusTable, internetRow, internetDown())});
+    for (int id = 100; id < 10100; ++id) {
+        operations.push_back(Database::insertion(
+            "QoSShaper", {{"Id", id}, {"Enable", 0}, {"InterfaceName", "eth9"}, {"ShapingRate", id}}));
+    }
+    db.transact(operations);
+    ASSERT_TRUE(log.waitFor("error: configuration server at '" + std::string(serverSocket) +
+                            "' sent more than the memory holds"));
+    pause(Milliseconds(600)); // another attempt
+    EXPECT_THAT(daemon->commands().all(), IsEmpty());
+    limit(RLIMIT_AS, RLIM_INFINITY);
+    ASSERT_TRUE(log.waitFor("info: WAN up statue 1 => 0"));
+    settle();
+    EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+    expectWorks();
+    expectStopLeavesNothing();
+}
+
+// No more memory than it has, and a little more each time: it may fail, but it ends in good order, and the
+// next life puts everything right.
+TEST_F(SystemFaultsTest, WithoutMemoryForADecisionItEndsInGoodOrder) {
+    startServer(smallGateway());
+    for (const rlim_t more : {0U, 16U, 64U, 256U}) {
+        SCOPED_TRACE(std::to_string(more) + " kB");
+        log.clear();
+        db.update(statusTable, internetRow, internetDown());
+        startDaemon();
+        limit(RLIMIT_AS, addressSpace() + (more << 10));
+        db.update(statusTable, internetRow, internetUp());
+        if (eventually([&] { return log.has("error: failed appliing qos config"); }, Milliseconds(700))) {
+            EXPECT_EQ(daemon->exitStatus(), 0);
+        } else {
+            const int status = daemon->stop(SIGTERM);
+            EXPECT_TRUE(status == 0 || status == 1) << status;
+        }
+        const std::string record = daemon->commands().file();
+        log.clear();
+        daemon.emplace(Texts{"-d", "2"}, std::map<std::string, std::string>{}, record);
+        ASSERT_TRUE(log.waitFor("info: WAN up statue 0 => 1"));
+        settle();
+        EXPECT_EQ(daemon->stop(SIGTERM), 0);
+        for (const std::string& object : daemon->commands().objects()) {
+            EXPECT_THAT(object, ::testing::StartsWith("ifmap ")) << "only what docs/faults.md says";
+        }
+    }
+}
+#endif
+
+// Everything that waits goes by the clock that cannot be set, or by no clock.
+TEST_F(SystemFaultsTest, AClockThatJumpsChangesNothing) {
+    startServer(smallGateway());
+    const auto setClock = [](const char* seconds) { writeFile("/tmp/clock-shift", seconds); };
+    setClock("0");
+    daemon.emplace(Texts{"-d", "2"},
+                   std::map<std::string, std::string>{{"LD_PRELOAD", E2E_CLOCK_SHIM},
+                                                      {"PATH", toolsFolder() + ":/usr/bin:/bin"}});
+    ASSERT_TRUE(log.waitFor("info: initial startup in progress"));
+    for (const char* jump : {"-1000000000", "1000000000"}) {
+        SCOPED_TRACE(jump);
+        log.clear();
+        bringUp();
+        server.crash();
+        waitForOutage();
+        setClock(jump); // while it waits for its next attempt
+        server.start();
+        settle();
+        EXPECT_EQ(daemon->commands().objects().size(), 11U);
+        setClock("0");
+        takeDown();
+        EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+    }
+    expectStopLeavesNothing();
+}
+
+// The library waits until the log takes more, as for every program that logs. Nothing is lost by it.
+TEST_F(SystemFaultsTest, ALogThatTakesNothingHoldsItUpOnlyForAsLong) {
+    startDaemon(smallGateway());
+    // In place of the log: a socket that nobody reads.
+    ::rename("/dev/log", "/dev/log.away");
+    const int blocked = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {AF_UNIX, {}};
+    std::strcpy(address.sun_path, "/dev/log");
+    ASSERT_EQ(::bind(blocked, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    daemon.reset();
+    daemon.emplace(Texts{"-d", "2"}); // says more than fits there
+    db.update(statusTable, internetRow, internetUp());
+    pause(Milliseconds(500));
+    EXPECT_THAT(daemon->commands().objects(), IsEmpty()) << "it is not held up";
+    ::unlink("/dev/log");
+    ::rename("/dev/log.away", "/dev/log");
+    ::close(blocked);
+    settle();
+    EXPECT_EQ(daemon->commands().objects().size(), 11U);
+    expectStopLeavesNothing();
+}
+
+TEST_F(SystemFaultsTest, WithoutALogItWorksAllTheSame) {
+    ::rename("/dev/log", "/dev/log.away");
+    startServer(smallGateway());
+    daemon.emplace(Texts{"-d", "2"});
+    db.update(statusTable, internetRow, internetUp());
+    EXPECT_TRUE(eventually([&] { return daemon->commands().objects().size() == 11; }));
+    expectStopLeavesNothing();
+    ::rename("/dev/log.away", "/dev/log");
+}
+
+TEST_F(SystemFaultsTest, AReadOnlyRunFolderOnlyCostsThePidFile) {
+    startServer(smallGateway());
+    ASSERT_EQ(run({"mount", "-t", "tmpfs", "-o", "ro", "none", "/run"}).status, 0);
+    daemon.emplace(Texts{"-b", "-d", "2"});
+    EXPECT_EQ(daemon->exitStatus(), 0) << "the parent";
+    EXPECT_TRUE(
+        log.waitFor("error: pid file '/var/run/pacerd_ng.pid' cannot be written: Read-only file system"));
+    ASSERT_TRUE(log.waitFor("info: initial startup in progress"));
+    settle();
+    bringUp();
+    // No pid file tells who it is.
+    Process background = Process::adopt(log.lines().back().process);
+    background.signal(SIGTERM);
+    EXPECT_EQ(background.exitStatus(), 0);
+    EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+    EXPECT_EQ(daemon->commands().changes().size(), 22U);
+    run({"umount", "/run"});
+}
+
+} // namespace
+
+} // namespace e2e
