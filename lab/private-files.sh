@@ -33,7 +33,7 @@ private_devices() {
     mount -t tmpfs -o mode=755 lab "$1"
     mkdir "$1/net" "$1/pts" "$1/shm"
     modprobe -q ppp_generic 2>/dev/null || :
-    for device in null zero full random urandom tty ppp net/tun; do
+    for device in null zero full random urandom kmsg tty ppp net/tun; do
         if [ -c "/dev/$device" ]; then
             touch "$1/$device"
             mount --bind "/dev/$device" "$1/$device"

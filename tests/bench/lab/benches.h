@@ -18,6 +18,9 @@ int priority(const std::string& folder);
 // Shares of saturating flows against their weights.
 int sharing(const std::string& folder);
 
+// What is left after WAN up and down, and after kills.
+int undo(const std::string& folder);
+
 // One call of a tool against the same change by one call of tc or nft; listings of many objects.
 int toolCost(const std::string& folder);
 

@@ -1,4 +1,4 @@
-// Usage: lab_bench FOLDER [classification|shaping|priority|sharing|tool-cost|growth|whole-wan]...
+// Usage: lab_bench FOLDER [classification|shaping|priority|sharing|undo|tool-cost|growth|whole-wan]...
 //
 // As pacerd_bench, but inside a run of the lab: it starts itself again in there. Needs root.
 #include "../report.h"
@@ -20,6 +20,7 @@ const bench::Measurements benches = {
     {"shaping", bench::shaping},
     {"priority", bench::priority},
     {"sharing", bench::sharing},
+    {"undo", bench::undo},
     {"tool-cost", bench::toolCost},
     {"growth", bench::growth},
     {"whole-wan", bench::wholeWan},

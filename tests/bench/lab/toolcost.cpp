@@ -3,6 +3,7 @@
 #include "gateway.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <functional>
 #include <stdexcept>
 
@@ -97,6 +98,8 @@ void lists(Report& report) {
 
 int toolCost(const std::string& folder) {
     Report report(folder, "tool-cost");
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", (installTools(BENCH_PROGRAM_FOLDER "/qcfg", folder) + ":" + path).c_str(), 1);
     {
         const LabGateway gateway;
         run("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
@@ -120,6 +123,7 @@ int toolCost(const std::string& folder) {
                          [] { return "nft delete rule ip bench post handle " + nftHandle(); }});
     }
     lists(report);
+    setenv("PATH", path.c_str(), 1);
     return report.finish();
 }
 

@@ -2,6 +2,7 @@
 // headers, as --pir is.
 #include "../report.h"
 #include "benches.h"
+#include "fapi/command.h"
 #include "gateway.h"
 #include "meter/stream.h"
 #include "meter/summary.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <numeric>
 #include <thread>
@@ -18,9 +20,15 @@ namespace bench {
 namespace {
 
 constexpr auto settling = std::chrono::seconds(2); // until the queues are full
+constexpr auto looking = std::chrono::seconds(1);  // at what waits
 constexpr auto counting = std::chrono::seconds(10);
-constexpr double frame = 1514;   // bytes of a full packet with its Ethernet header
-constexpr int highestRate = 500; // Mbit/s
+constexpr auto countingFew = std::chrono::seconds(30); // packets, of which one more or less would be seen
+constexpr double frame = 1514;                         // bytes of a full packet with its Ethernet header
+// Mbit/s. A load from the home network costs the machine several times as much as one of the gateway itself.
+constexpr double highestForwarded = 20;
+constexpr double highestAlways = 100; // that every machine must carry
+constexpr int usualMtu = 1500;        // bytes
+constexpr int jumboMtu = 9000;
 constexpr int firstPort = 6001;
 constexpr int callPort = 5060;
 
@@ -36,18 +44,19 @@ void configure(const std::vector<std::string>& lines) {
     }
 }
 
-void shape(int mbit) {
-    run("qcfg --port -A shape_wan -i ptm0 -s cb --pir " + std::to_string(mbit * 1000) + " -t egress");
+void shape(double mbit) {
+    run("qcfg --port -A shape_wan -i ptm0 -s cb --pir " + std::to_string(std::lround(mbit * 1000)) +
+        " -t egress");
 }
 
 // What classes send while time is counted.
 struct Counted {
     std::vector<double> bytes;
     double seconds;
-    bool saturated = true; // packets waited in each of them, at the beginning and at the end
+    bool saturated = true; // packets waited in each of them whenever somebody looked
 };
 
-Counted count(const std::vector<uint32_t>& classes) {
+Counted count(const std::vector<uint32_t>& classes, std::chrono::seconds time = counting) {
     Counted counted{std::vector<double>(classes.size()), 0};
     const auto look = [&](double sign) {
         for (std::size_t i = 0; i < classes.size(); ++i) {
@@ -59,7 +68,11 @@ Counted count(const std::vector<uint32_t>& classes) {
     std::this_thread::sleep_for(settling);
     const auto begin = Clock::now();
     look(-1);
-    std::this_thread::sleep_until(begin + counting);
+    for (auto next = begin + looking; next < begin + time; next += looking) {
+        std::this_thread::sleep_until(next);
+        look(0);
+    }
+    std::this_thread::sleep_until(begin + time);
     const auto end = Clock::now();
     look(1);
     counted.seconds = seconds(end - begin);
@@ -67,20 +80,47 @@ Counted count(const std::vector<uint32_t>& classes) {
 }
 
 constexpr const char* idle = "the load did not saturate it: this machine is too slow or too busy";
+constexpr const char* anyQueue =
+    "qcfg --queue -A all -i ppp0 -t egress -l 5000 -m sp --priority 8 -d tail --map 8";
 
-void reportRate(Report& report, int mbit) {
+double mbitOf(const Counted& counted) {
+    return counted.bytes[0] * 8 / counted.seconds / 1e6;
+}
+
+void reportRate(Report& report, double mbit, int mtu = usualMtu) {
     const LabGateway gateway;
-    configure({"qcfg --queue -A all -i ppp0 -t egress -l 100 -m sp --priority 8 -d tail --map 8"});
+    LabGateway::setMtu(mtu);
+    configure({anyQueue});
     shape(mbit);
-    const Load load(firstPort, mbit + std::max(1, mbit / 4));
-    const Counted counted = count({queueClass(0)});
-    const double rate = counted.bytes[0] * 8 / counted.seconds / 1e6;
-    const std::string name = std::to_string(mbit) + " Mbit/s";
-    report.details()[name] = rate;
-    // Not every machine carries the highest rate: what no load has filled says nothing about the shaper.
-    const bool judged = counted.saturated || mbit < highestRate;
-    report.add({"shaper of " + name + ": deviation of what was sent", std::abs(rate / mbit - 1) * 100, "%",
-                judged ? std::optional(1.0) : std::nullopt, counted.saturated ? "" : idle});
+    std::unique_ptr<Load> forwarded;
+    std::unique_ptr<OwnLoad> own;
+    if (mbit > highestForwarded) {
+        own = std::make_unique<OwnLoad>(mtu);
+    } else {
+        forwarded = std::make_unique<Load>(firstPort, static_cast<int>(mbit + std::max(1.0, mbit / 4)));
+    }
+    const Counted counted = count({queueClass(0)}, mbit < 1 ? countingFew : counting);
+    std::string name = mbit < 1 ? std::to_string(std::lround(mbit * 1000)) + " kbit/s"
+                                : std::to_string(std::lround(mbit)) + " Mbit/s";
+    if (mtu != usualMtu) {
+        name += " in jumbo frames";
+    }
+    report.details()[name] = mbitOf(counted);
+    // Not every machine carries the highest rates: what no load has filled says nothing about the shaper.
+    const bool judged = counted.saturated || mbit <= highestAlways;
+    report.add({"shaper of " + name + ": deviation of what was sent",
+                std::abs(mbitOf(counted) / mbit - 1) * 100, "%", judged ? std::optional(1.0) : std::nullopt,
+                counted.saturated ? "" : std::to_string(std::lround(mbitOf(counted))) + " Mbit/s; " + idle});
+}
+
+// What a load brings through the port's queues when nothing limits it.
+template <typename AnyLoad>
+void reportCarried(Report& report, const std::string& who,
+                   const std::function<std::unique_ptr<AnyLoad>()>& start) {
+    const LabGateway gateway;
+    configure({anyQueue});
+    const std::unique_ptr<AnyLoad> load = start();
+    report.add({"without a shaper, " + who, mbitOf(count({queueClass(0)})), "Mbit/s"});
 }
 
 // 1 Mbit/s in packets of 200 bytes for ten seconds.
@@ -143,9 +183,22 @@ void reportShares(Report& report, const std::vector<int>& weights) {
 
 int shaping(const std::string& folder) {
     Report report(folder, "shaping");
-    for (const int mbit : {1, 20, 100, highestRate}) {
+    fapi::test::KernelLog log;
+    for (const double mbit : {0.256, 1.0, 20.0, 100.0, 500.0, 1000.0}) {
         reportRate(report, mbit);
     }
+    for (const double mbit : {500.0, 1000.0}) {
+        reportRate(report, mbit, jumboMtu); // a sixth of the packets, for slower machines
+    }
+    int warnings = 0;
+    for (const char* about : {"htb", "HTB", "qdisc", "quantum", "ptm0"}) {
+        warnings += log.warnings(about);
+    }
+    report.add({"warnings in the kernel's log at all these rates", static_cast<double>(warnings), "", 0});
+    reportCarried<Load>(report, "from the home network",
+                        [] { return std::make_unique<Load>(firstPort, 2000); });
+    reportCarried<OwnLoad>(report, "from the gateway itself",
+                           [] { return std::make_unique<OwnLoad>(usualMtu); });
     return report.finish();
 }
 

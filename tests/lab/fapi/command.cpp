@@ -125,15 +125,27 @@ KernelLog::~KernelLog() {
     close(fd_);
 }
 
-int KernelLog::count(const std::string& words) {
+void KernelLog::readOn() {
     char record[8192];
     ssize_t got = 0;
     while ((got = read(fd_, record, sizeof record)) > 0 || errno == EPIPE) { // EPIPE: some were overwritten
         records_.emplace_back(record, static_cast<size_t>(std::max<ssize_t>(got, 0)));
         errno = 0;
     }
+}
+
+int KernelLog::count(const std::string& words) {
+    readOn();
     return static_cast<int>(std::count_if(records_.begin(), records_.end(), [&](const std::string& text) {
         return text.find(words) != std::string::npos;
+    }));
+}
+
+// "4,1234,5678,-;text": facility times 8 plus level, of which 4 is a warning.
+int KernelLog::warnings(const std::string& words) {
+    readOn();
+    return static_cast<int>(std::count_if(records_.begin(), records_.end(), [&](const std::string& text) {
+        return (atoi(text.c_str()) & 7) <= 4 && text.find(words) != std::string::npos;
     }));
 }
 

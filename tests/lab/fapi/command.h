@@ -29,9 +29,12 @@ class KernelLog {
     KernelLog(const KernelLog&) = delete;
     KernelLog& operator=(const KernelLog&) = delete;
     ~KernelLog();
-    int count(const std::string& words); // records with them
+    int count(const std::string& words);    // records with them
+    int warnings(const std::string& words); // of them, those that are warnings or worse
 
   private:
+    void readOn();
+
     int fd_;
     std::vector<std::string> records_;
 };
