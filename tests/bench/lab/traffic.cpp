@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <numeric>
@@ -87,6 +88,17 @@ double mbitOf(const Counted& counted) {
     return counted.bytes[0] * 8 / counted.seconds / 1e6;
 }
 
+// Other work that keeps the kernel from serving the port in time.
+std::string othersWork() {
+    double load = 0;
+    const unsigned processors = std::thread::hardware_concurrency();
+    if (getloadavg(&load, 1) != 1 || load <= processors) {
+        return "";
+    }
+    return "busy: a load of " + std::to_string(std::lround(load)) + " on " + std::to_string(processors) +
+           " processors";
+}
+
 void reportRate(Report& report, double mbit, int mtu = usualMtu) {
     const LabGateway gateway;
     LabGateway::setMtu(mtu);
@@ -110,7 +122,8 @@ void reportRate(Report& report, double mbit, int mtu = usualMtu) {
     const bool judged = counted.saturated || mbit <= highestAlways;
     report.add({"shaper of " + name + ": deviation of what was sent",
                 std::abs(mbitOf(counted) / mbit - 1) * 100, "%", judged ? std::optional(1.0) : std::nullopt,
-                counted.saturated ? "" : std::to_string(std::lround(mbitOf(counted))) + " Mbit/s; " + idle});
+                counted.saturated ? othersWork()
+                                  : std::to_string(std::lround(mbitOf(counted))) + " Mbit/s; " + idle});
 }
 
 // What a load brings through the port's queues when nothing limits it.
@@ -176,7 +189,7 @@ void reportShares(Report& report, const std::vector<int>& weights) {
     }
     report.add({std::to_string(weights.size()) + " saturating flows: worst share against its weight",
                 worst * 100, "%", 3,
-                shares + " per mille" + (counted.saturated ? "" : std::string("; ") + idle)});
+                shares + " per mille" + (counted.saturated ? othersWork() : std::string("; ") + idle)});
 }
 
 } // namespace
