@@ -45,6 +45,11 @@ class StandstillTest : public GatewayTest {
 
 class FrozenServerTest : public StandstillTest, public ::testing::WithParamInterface<Moment> {};
 
+// How GoogleTest shows it.
+void PrintTo(const Moment& moment, std::ostream* to) {
+    *to << moment.name;
+}
+
 std::string nameOf(const ::testing::TestParamInfo<Moment>& moment) {
     return moment.param.name;
 }

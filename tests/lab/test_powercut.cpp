@@ -167,14 +167,18 @@ struct Case {
     int every; // how many-th command the power goes at
 };
 
-std::string nameOf(const ::testing::TestParamInfo<Case>& info) {
-    const Case& c = info.param;
+// How GoogleTest shows it.
+void PrintTo(const Case& c, std::ostream* to) {
     std::string name = std::string(c.example) + (c.up ? "_on_the_way_up" : "_on_the_way_down");
     name += c.afterwards == Afterwards::kernelKept   ? "_kernel_kept"
             : c.afterwards == Afterwards::kernelLost ? "_kernel_lost"
                                                      : "_kernel_lost_memory_kept";
     std::replace(name.begin(), name.end(), '-', '_');
-    return name;
+    *to << name;
+}
+
+std::string nameOf(const ::testing::TestParamInfo<Case>& info) {
+    return ::testing::PrintToString(info.param);
 }
 
 class PowerCutsTest : public PowerCutTest, public ::testing::WithParamInterface<Case> {};
