@@ -40,12 +40,21 @@ TEST_P(HardeningTest, ChecksItsStackItsBuffersAndItsContainers) {
 
 // Linked statically and to a fixed place: it is started for each object, and loading would take longer than
 // its work.
-TEST(HardeningOfTheToolsTest, ChecksItsStackAndItsTablesCannotBeWritten) {
+TEST(HardeningOfTheToolsTest, ChecksItsStackItsBuffersAndItsContainersAndItsTablesCannotBeWritten) {
     const std::string tool = programFolder() + "/qcfg";
     const std::string segments = outputOf({"readelf", "-lW", tool});
     EXPECT_THAT(segments, HasSubstr("GNU_RELRO"));
     EXPECT_THAT(segments, ::testing::ContainsRegex("GNU_STACK .* RW  0x"));
-    EXPECT_THAT(outputOf({"nm", tool}), HasSubstr("__stack_chk_fail"));
+    const std::string symbols = outputOf({"nm", tool});
+    EXPECT_THAT(symbols, HasSubstr("__stack_chk_fail"));
+    EXPECT_THAT(symbols, HasSubstr("__glibcxx_assert_fail"));
+    EXPECT_THAT(symbols, HasSubstr("printf_chk")) << "_FORTIFY_SOURCE";
+}
+
+// What the packages hold, as ./run lists it, is what the tests above look into.
+TEST(HardeningOfTheToolsTest, NoInstalledProgramIsLeftOut) {
+    const std::string script = readFile(E2E_SOURCE_FOLDER "/run");
+    EXPECT_THAT(script, HasSubstr("\nINSTALLED=\"pacerd_ng cfgctl netwatchd pacerctl qcfg\"\n"));
 }
 
 #endif

@@ -53,17 +53,24 @@ TEST_F(SoakTest, DescriptorsMemoryAndObjectsStayTheSame) {
     flap(std::max(10, rounds / 20)); // until all is there that is made once
     const long files = openFilesOf(id);
     Trend size; // kB over thousands of flaps
+    Trend own;
     size.add(0, static_cast<double>(proportionalSizeOf(id)));
+    own.add(0, static_cast<double>(ownMemoryOf(id)));
     for (int look = 1; look <= looks && !HasFatalFailure(); ++look) {
         flap(rounds / looks);
-        size.add(look * (rounds / looks) / 1000.0, static_cast<double>(proportionalSizeOf(id)));
+        const double thousands = look * (rounds / looks) / 1000.0;
+        size.add(thousands, static_cast<double>(proportionalSizeOf(id)));
+        own.add(thousands, static_cast<double>(ownMemoryOf(id)));
         EXPECT_EQ(openFilesOf(id), files);
     }
-    std::cout << rounds << " flaps: " << files << " descriptors; from " << size.first() << " to "
-              << size.last() << " kB, " << size.slope() << " kB more for each 1000 flaps\n";
+    std::cout << rounds << " flaps: " << files << " descriptors; proportional size from " << size.first()
+              << " to " << size.last() << " kB, " << size.slope()
+              << " kB more for each 1000 flaps; its own memory from " << own.first() << " to " << own.last()
+              << " kB, " << own.slope() << " kB more\n";
 #ifndef E2E_SANITIZED // which keep freed memory for a while
-    // A lost byte per flap shows with many; less than a page each hundred flaps is the allocator's play.
+    // A lost byte per flap shows with many; a few pages are the allocator's play.
     EXPECT_LE(size.last() - size.first(), 64 + rounds / 100);
+    EXPECT_LE(own.last() - own.first(), 16 + rounds / 1000);
 #endif
     EXPECT_EQ(daemon->stop(SIGTERM), 0);
 }

@@ -5,7 +5,8 @@ usage: mutate.py BUILD [--count N | --all] [--jobs N] [--only TEXT] [--list]
 
 BUILD is a configured and built tree of Release type. A mutant is one change of one line of src/: an operator, a constant, a
 removed statement, two arguments swapped. Only that file is compiled, with the headers precompiled and without
-optimisation, put into a copy of the daemon's library, and linked with the unit tests. A mutant that does not compile is no
+optimisation, put into a copy of the daemon's library, and linked with the unit tests; main.cpp, which is in no library, with
+the tests of main() alone. A mutant that does not compile is no
 mutant; one on which the tests fail, crash or do not end is caught; the others survive. survivors.txt names those that
 nobody can catch, each with its reason. Status 1 if less than 95 % are caught, or a survivor has no reason.
 """
@@ -31,6 +32,8 @@ SEED = 7  # the same mutants each time
 WANTED = 0.95
 LIBRARY = "src/libpacerd_core.a"
 PROGRAMS = ["bin/pacerd_unit_tests", "bin/pacerd_connector_tests"]
+MAIN = "src/main/main.cpp"
+MAIN_PROGRAM = "bin/pacerd_main_tests"
 MEMORY = 2 << 30  # bytes of address space: a mutant may ask for all there is
 
 # (kind, what, into). Each place of `what` outside of texts is one mutant.
@@ -95,8 +98,8 @@ def all_mutants(only):
     mutants = []
     for path in sorted((ROOT / "src").rglob("*.cpp")):
         name = str(path.relative_to(ROOT))
-        if name.startswith("src/main/") or (only and only not in name):
-            continue  # the entry point has no unit tests: tests/e2e runs the program
+        if only and only not in name:
+            continue
         for number, line in enumerate(path.read_text().splitlines(), 1):
             if line.lstrip().startswith(("#", "//", "namespace", "using", "template")):
                 continue
@@ -120,8 +123,9 @@ class Workshop:
         self.build, self.scratch = build, scratch
         commands = json.loads((build / "compile_commands.json").read_text())
         self.compile = {str(pathlib.Path(entry["file"]).relative_to(ROOT)): entry for entry in commands
-                        if "/src/" in entry["file"] and entry["file"].startswith(str(ROOT / "src"))}
-        self.links = [self.link_command(program) for program in PROGRAMS]
+                        if entry["file"].startswith(str(ROOT / "src"))
+                        and (not entry["file"].endswith(MAIN) or "-Dmain=" in entry["command"])}
+        self.links = {program: self.link_command(program) for program in PROGRAMS + [MAIN_PROGRAM]}
         self.header = self.precompile()
         self.patience = 30.0
 
@@ -169,12 +173,17 @@ class Workshop:
                                cwd=self.build, capture_output=True)
         if built.returncode != 0:
             return "stillborn"
-        library = place / "libpacerd_core.a"
-        shutil.copy(self.build / LIBRARY, library)
-        subprocess.run(["ar", "r", library, member], check=True, capture_output=True)
-        for program, link in zip(PROGRAMS, self.links):
+        if mutant.file == MAIN:
+            programs, old, new = [MAIN_PROGRAM], re.compile(r" \S*/src/main/main\.cpp\.o"), member
+        else:
+            programs, old, new = PROGRAMS, re.compile(" " + re.escape(LIBRARY)), place / "libpacerd_core.a"
+            shutil.copy(self.build / LIBRARY, new)
+            subprocess.run(["ar", "r", new, member], check=True, capture_output=True)
+        for program in programs:
             mutated = place / pathlib.Path(program).name
-            command = link.replace(f" {LIBRARY}", f" {library}").replace(f" -o {program} ", f" -o {mutated} ")
+            command, replaced = old.subn(f" {new}", self.links[program])
+            assert replaced, f"{program} is not linked with what holds the mutant"
+            command = command.replace(f" -o {program} ", f" -o {mutated} ")
             subprocess.run(["sh", "-c", command], check=True, cwd=self.build, capture_output=True)
             if self.fails(mutated, place):
                 return "caught"
@@ -224,7 +233,7 @@ def main():
 
 
 def report(mutants, workshop, jobs):
-    for program in PROGRAMS:
+    for program in PROGRAMS + [MAIN_PROGRAM]:
         begin = time.monotonic()
         if workshop.fails(workshop.build / program, workshop.scratch):
             sys.exit(f"mutate: {program} fails without a mutant")

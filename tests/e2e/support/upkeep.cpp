@@ -14,6 +14,16 @@ std::string folderOf(pid_t process) {
     return "/proc/" + std::to_string(process) + "/";
 }
 
+// "Pss:                 751 kB"
+long rollupOf(pid_t process, const std::string& field) {
+    const std::string rollup = readFile(folderOf(process) + "smaps_rollup");
+    const std::size_t at = rollup.find("\n" + field + ":");
+    if (at == std::string::npos) {
+        throw std::runtime_error("no " + field + " of process " + std::to_string(process));
+    }
+    return std::atol(rollup.c_str() + at + field.size() + 2);
+}
+
 } // namespace
 
 long openFilesOf(pid_t process) {
@@ -22,12 +32,11 @@ long openFilesOf(pid_t process) {
 }
 
 long proportionalSizeOf(pid_t process) {
-    const std::string rollup = readFile(folderOf(process) + "smaps_rollup");
-    const std::size_t at = rollup.find("\nPss:");
-    if (at == std::string::npos) {
-        throw std::runtime_error("no proportional size of process " + std::to_string(process));
-    }
-    return std::atol(rollup.c_str() + at + 5);
+    return rollupOf(process, "Pss");
+}
+
+long ownMemoryOf(pid_t process) {
+    return rollupOf(process, "Anonymous");
 }
 
 void Trend::add(double when, double value) {

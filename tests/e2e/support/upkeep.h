@@ -11,7 +11,10 @@ namespace e2e {
 long openFilesOf(pid_t process);
 
 // Memory of its own and its share of what it shares, in kB. Throws std::runtime_error if it cannot be read.
+// It also moves when other programs with the same libraries start and end.
 long proportionalSizeOf(pid_t process);
+// What it has allocated or written, in kB: shared with nobody.
+long ownMemoryOf(pid_t process);
 
 // A quantity, looked at now and then.
 class Trend {

@@ -24,7 +24,8 @@ void note(const std::string& what) {
     current->record.push_back(what);
 }
 
-void noteMessage(const char* level, int handle, const std::string& text) {
+void noteMessage(const char* level, int handle, const char* source, const std::string& text) {
+    current->sources.insert(source);
     note(level + (": " + text) + (handle == moduleHandle ? "" : " (under another module)"));
 }
 
@@ -61,16 +62,16 @@ void ZEL_Sysloglevel_set(int daemonized) {
     note("log as a daemon: " + std::to_string(daemonized));
 }
 
-void ZEL_Sysloglevel_error(int handle, const char* /*source*/, int /*line*/, const std::string& text) {
-    noteMessage("error", handle, text);
+void ZEL_Sysloglevel_error(int handle, const char* source, int /*line*/, const std::string& text) {
+    noteMessage("error", handle, source, text);
 }
 
-void ZEL_Sysloglevel_warning(int handle, const char* /*source*/, int /*line*/, const std::string& text) {
-    noteMessage("warning", handle, text);
+void ZEL_Sysloglevel_warning(int handle, const char* source, int /*line*/, const std::string& text) {
+    noteMessage("warning", handle, source, text);
 }
 
-void ZEL_Sysloglevel_info(int handle, const char* /*source*/, int /*line*/, const std::string& text) {
-    noteMessage("info", handle, text);
+void ZEL_Sysloglevel_info(int handle, const char* source, int /*line*/, const std::string& text) {
+    noteMessage("info", handle, source, text);
 }
 
 void ZEL_Sysloglevel_tracedo(int /*handle*/, const char* /*source*/, int /*line*/,

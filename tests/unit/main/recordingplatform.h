@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ class RecordingPlatform {
 
     // What happened, in order: calls in a few words, messages as "LEVEL: TEXT".
     std::vector<std::string> record;
+    std::set<std::string> sources; // where the messages came from
 };
 
 } // namespace zel::pacerd::test

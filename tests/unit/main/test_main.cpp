@@ -71,6 +71,7 @@ TEST_F(Main, StartsAndStopsInOrder) {
                     "initialize", "get the client", "info: Now starting confighandler...", "wait 10000",
                     "info: pacerd_ng is called to go down, do so...", "unregister the handler", "disconnect",
                     "delete the pid file", "loop off", "hook off"));
+    EXPECT_THAT(platform.sources, ElementsAre("main.cpp"));
     EXPECT_EQ(output, "");
     EXPECT_EQ(errors, "");
 }
@@ -221,7 +222,9 @@ TEST_F(Main, HelpVersionAndAnUnknownOptionEndItBeforeThePidFile) {
     EXPECT_EQ(errors, "");
     EXPECT_EQ(run({"-x"}), 1);
     EXPECT_EQ(output, "");
-    EXPECT_THAT(errors, ::testing::EndsWith("Unknown option: 63\n" + usage));
+    EXPECT_THAT(errors, ::testing::EndsWith("'x'\nUnknown option: 63\n" + usage));
+    EXPECT_EQ(run({"-~"}), 1);
+    EXPECT_THAT(errors, ::testing::EndsWith("'~'\nUnknown option: 63\n" + usage));
     EXPECT_EQ(run({"-d"}), 1);
     EXPECT_THAT(errors, ::testing::EndsWith("Unknown option: 63\n" + usage));
     EXPECT_THAT(platform.record, Not(Contains("look at the pid file")));
