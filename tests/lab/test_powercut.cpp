@@ -136,8 +136,8 @@ class PowerCutTest : public LabTest {
     void cutEverywhere(bool up, Afterwards afterwards, int every) {
         int changes = 1;
         for (bool cut = true; cut && !HasFailure(); changes += every) {
-            // Somewhere in the call, elsewhere each time; a call makes about a hundred stops.
-            const int systemCall = changes * 37 % 110;
+            // Somewhere in the call, elsewhere each time; a call makes 90 to 250 stops.
+            const int systemCall = changes * 85 % 250;
             SCOPED_TRACE("power cut in change " + std::to_string(changes) + ", stop " +
                          std::to_string(systemCall));
             cut = cutOnTheWay(up, changes, systemCall);
@@ -209,7 +209,7 @@ TEST_P(ToolKillsTest, AreTakenBackByTheDaemonItself) {
     build(e2e::exampleGateway(GetParam()));
     int changes = 1;
     for (bool ended = true; ended && !HasFailure(); changes += step(1)) {
-        const int systemCall = changes * 37 % 110;
+        const int systemCall = changes * 85 % 250;
         SCOPED_TRACE("killed in change " + std::to_string(changes) + ", stop " + std::to_string(systemCall));
         setWan(false);
         e2e::writeFile(plan, "0 0");
