@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <sstream>
 
 #ifndef SO_NETNS_COOKIE
 #define SO_NETNS_COOKIE 71
@@ -31,31 +30,27 @@ int step(int usual) {
     return chosen == nullptr ? usual : std::max(1, std::atoi(chosen));
 }
 
-Lines linesOf(const std::string& text) {
-    Lines lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
+Lines sortedLines(const std::string& text) {
+    Lines lines = e2e::linesOf(text);
     std::sort(lines.begin(), lines.end());
     return lines;
 }
 
 // What the tools list, by name.
 Lines interfaceMaps() {
-    return linesOf(shellIn("gw", "ifcfg --ifmap -L"));
+    return sortedLines(shellIn("gw", "ifcfg --ifmap -L"));
 }
 
 Lines queuesOf(const std::string& interface) {
-    return linesOf(shellIn("gw", "qcfg --queue -Lall -i" + interface));
+    return sortedLines(shellIn("gw", "qcfg --queue -Lall -i" + interface));
 }
 
 Lines rulesOf(const std::string& interface) {
-    return linesOf(shellIn("gw", "classcfg -Lall -i" + interface));
+    return sortedLines(shellIn("gw", "classcfg -Lall -i" + interface));
 }
 
 Lines shapers() {
-    return linesOf(shellIn("gw", "qcfg --show --json | jq -r '.shapers[].name'"));
+    return sortedLines(shellIn("gw", "qcfg --show --json | jq -r '.shapers[].name'"));
 }
 
 // Names the tools' memory of the gateway's namespace, see docs/fapi.md.

@@ -96,7 +96,7 @@ class Watched {
     }
 
     // Another kB for each hundred flaps is a leak; what the allocator gives and takes is less.
-    void expectNoGrowth(int flaps) {
+    void expectNoGrowth([[maybe_unused]] int flaps) {
         std::cout << name_ << ": " << files_ << " descriptors; from " << size_.first() << " to "
                   << size_.last() << " kB, " << size_.slope() << " kB more for each 1000 flaps\n";
 #ifndef E2E_SANITIZED // which keep freed memory for a while
