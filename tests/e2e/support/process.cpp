@@ -80,6 +80,7 @@ std::string findProgram(const std::string& name, const std::map<std::string, std
     dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     redirect(command.output, STDOUT_FILENO);
     redirect(command.errors, STDERR_FILENO);
+    close_range(STDERR_FILENO + 1, ~0U, 0); // what this process was started with is not the program's
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
