@@ -41,6 +41,16 @@ class StandstillTest : public GatewayTest {
         EXPECT_EQ(daemon->stop(SIGTERM), 0);
         EXPECT_THAT(daemon->commands().objects(), IsEmpty());
     }
+
+    // The change that came while nobody listened, and afterwards all as usual.
+    void expectDownThenUp() {
+        ASSERT_TRUE(log.waitFor("info: WAN up statue 1 => 0"));
+        settle();
+        EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+        bringUp();
+        EXPECT_EQ(daemon->commands().objects().size(), 11U);
+        expectStopLeavesNothing();
+    }
 };
 
 class FrozenServerTest : public StandstillTest, public ::testing::WithParamInterface<Moment> {};
@@ -107,12 +117,7 @@ TEST_P(FrozenServerTest, AtAReconnectionTheOldSnapshotStandsUntilItGoesOn) {
     freezeAtTheMoment(relay);
     EXPECT_THAT(daemon->commands().all(), IsEmpty());
     goOn(relay);
-    ASSERT_TRUE(log.waitFor("info: WAN up statue 1 => 0"));
-    settle();
-    EXPECT_THAT(daemon->commands().objects(), IsEmpty());
-    bringUp();
-    EXPECT_EQ(daemon->commands().objects().size(), 11U);
-    expectStopLeavesNothing();
+    expectDownThenUp();
 }
 
 // Not frozen but gone, at the same moments: what had come of the tables counts for nothing.
@@ -148,15 +153,6 @@ class HalfAChangeTest : public StandstillTest {
         daemon->commands().clear();
         freezeAtTheMoment(relay);
         EXPECT_THAT(daemon->commands().all(), IsEmpty());
-    }
-
-    void expectDownThenUp() {
-        ASSERT_TRUE(log.waitFor("info: WAN up statue 1 => 0"));
-        settle();
-        EXPECT_THAT(daemon->commands().objects(), IsEmpty());
-        bringUp();
-        EXPECT_EQ(daemon->commands().objects().size(), 11U);
-        expectStopLeavesNothing();
     }
 };
 
