@@ -41,8 +41,8 @@ class GatewayTest : public ::testing::Test {
     void bringUp();
     void takeDown();
 
-    // Returns when the daemon is done with every change so far: it looks at one more, which has no meaning.
-    // What it says after that look's first message may still come.
+    // Returns when the daemon is done with every change so far, and has said all: it looks at one more, which
+    // has no meaning.
     void settle();
 
     // How often the daemon has looked whether the WAN is up.
