@@ -122,6 +122,7 @@ class LabSoakTest : public LabTest {
   protected:
     void SetUp() override {
         buildGateway(e2e::exampleGateway("ethernet-wan"));
+        untouched_ = gatewayState();
         shellIn("gw", "ip link set eth1 down");
         netwatchd_ = e2e::Process(
             e2e::Command{{"ip", "netns", "exec", "gw", "netwatchd"}, {}, "", "/tmp/netwatchd.log"});
@@ -141,6 +142,14 @@ class LabSoakTest : public LabTest {
 
     pid_t netwatchd() const { return netwatchd_.id(); }
 
+    // What the first flap leaves behind and every later one finds and leaves again, no two rounds differ in.
+    void expectNothingLeftOfAnyFlap() {
+        shellIn("gw", "ip link set eth1 up"); // an interface that is down shows no default queue
+        // The kernel may say a second later that it is up.
+        EXPECT_TRUE(e2e::eventually([&] { return gatewayState() == untouched_; }))
+            << difference(untouched_, gatewayState());
+    }
+
   private:
     void setLine(const char* state, const char* transition) {
         log.clear();
@@ -151,6 +160,7 @@ class LabSoakTest : public LabTest {
     }
 
     e2e::Process netwatchd_;
+    std::string untouched_; // by any tool
 };
 
 TEST_F(LabSoakTest, DaemonWatcherAndKernelStayTheSame) {
@@ -159,8 +169,8 @@ TEST_F(LabSoakTest, DaemonWatcherAndKernelStayTheSame) {
     for (int round = 0; round < std::max(2, rounds / 50); ++round) { // until all is there that is made once
         flap();
     }
+    ASSERT_FALSE(HasFailure());
     const std::string fresh = gatewayState();
-    const std::string freshFiles = filesOfTheTools();
     Watched daemonItself("pacerd_ng", daemon->id());
     Watched watcher("netwatchd", netwatchd());
     std::size_t linesWhenUp = 0;
@@ -174,7 +184,7 @@ TEST_F(LabSoakTest, DaemonWatcherAndKernelStayTheSame) {
         daemonItself.look(done);
         watcher.look(done);
         EXPECT_EQ(difference(fresh, gatewayState()), "") << "after " << done << " flaps";
-        EXPECT_EQ(filesOfTheTools(), freshFiles);
+        EXPECT_EQ(filesOfTheTools(), "");
 
         plugIn();
         const std::string state = gatewayState();
@@ -200,6 +210,7 @@ TEST_F(LabSoakTest, DaemonWatcherAndKernelStayTheSame) {
     daemonItself.expectNoGrowth(rounds);
     watcher.expectNoGrowth(rounds);
     stopDaemon();
+    expectNothingLeftOfAnyFlap();
 }
 
 } // namespace
