@@ -200,10 +200,10 @@ TEST_F(LabSoakTest, DaemonWatcherAndKernelStayTheSame) {
         pullOut();
     }
     for (const uint32_t program : programs) {
-        EXPECT_TRUE(goesAway(BPF_PROG_GET_FD_BY_ID, program)) << "program " << program;
+        ASSERT_TRUE(goesAway(BPF_PROG_GET_FD_BY_ID, program)) << "program " << program;
     }
     for (const uint32_t map : maps) {
-        EXPECT_TRUE(goesAway(BPF_MAP_GET_FD_BY_ID, map)) << "map " << map;
+        ASSERT_TRUE(goesAway(BPF_MAP_GET_FD_BY_ID, map)) << "map " << map;
     }
     std::cout << done << " flaps, " << linesWhenUp << " lines of kernel state when up each time; "
               << programs.size() << " programs and " << maps.size() << " maps were looked at and are gone\n";
