@@ -9,6 +9,9 @@ namespace netwatchd {
 
 namespace {
 
+// Interfaces above one another; two ends of a cable stand on each other.
+constexpr int deepestStack = 8;
+
 std::string toText(in_addr_t address) {
     char text[INET_ADDRSTRLEN] = {};
     ::inet_ntop(AF_INET, &address, text, sizeof text);
@@ -34,6 +37,7 @@ void InterfaceTable::take(const LinkSeen& link) {
     interface.name = link.name;
     interface.up = link.up;
     interface.loopback = link.loopback;
+    interface.lower = link.lower;
 }
 
 void InterfaceTable::take(const LinkGone& link) {
@@ -77,20 +81,43 @@ const InterfaceTable::Address* InterfaceTable::best(const Interface& interface) 
     return found;
 }
 
-Observation InterfaceTable::observe(const std::string& name) const {
-    Observation observation;
+const InterfaceTable::Interface* InterfaceTable::find(const std::string& name) const {
     const auto entry = std::find_if(interfaces_.begin(), interfaces_.end(),
                                     [&](const auto& each) { return each.second.name == name; });
-    if (name.empty() || entry == interfaces_.end()) {
+    return name.empty() || entry == interfaces_.end() ? nullptr : &entry->second;
+}
+
+Observation InterfaceTable::observe(const std::string& name) const {
+    Observation observation;
+    const Interface* interface = find(name);
+    if (interface == nullptr) {
         return observation;
     }
-    observation.up = entry->second.up;
-    observation.upPeriod = entry->second.upPeriod;
-    if (const Address* address = best(entry->second)) {
+    observation.up = interface->up;
+    observation.upPeriod = interface->upPeriod;
+    if (const Address* address = best(*interface)) {
         observation.address = toText(address->address.local);
         observation.addressPeriod = address->period;
     }
     return observation;
+}
+
+bool InterfaceTable::lagsBehind(const std::string& name, std::uint64_t period) const {
+    const Interface* interface = find(name);
+    if (interface == nullptr || interface->up) {
+        return false;
+    }
+    for (int depth = 0; depth < deepestStack; ++depth) {
+        const auto lower = interfaces_.find(interface->lower);
+        if (lower == interfaces_.end()) {
+            return false;
+        }
+        interface = &lower->second;
+        if (interface->up && interface->upPeriod > period) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace netwatchd

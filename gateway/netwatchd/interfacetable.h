@@ -35,6 +35,11 @@ class InterfaceTable {
     // has host scope, that one if there is no other.
     Observation observe(const std::string& name) const;
 
+    // Whether `name` is down although something that it stands on has come up after that period.
+    bool lagsBehind(const std::string& name, std::uint64_t period) const;
+    // Number of the period that began last.
+    std::uint64_t lastPeriod() const { return lastPeriod_; }
+
   private:
     struct Address {
         Ipv4Address address;
@@ -44,6 +49,7 @@ class InterfaceTable {
         std::string name; // empty: only its addresses are known so far
         bool up = false;
         bool loopback = false;
+        int lower = 0; // index
         std::uint64_t upPeriod = 0;
         std::vector<Address> addresses; // in order of arrival
     };
@@ -52,6 +58,7 @@ class InterfaceTable {
     void take(const LinkGone& link);
     void take(const AddressSeen& seen);
     void take(const AddressGone& gone);
+    const Interface* find(const std::string& name) const;
     static const Address* best(const Interface& interface);
 
     std::map<int, Interface> interfaces_; // by index: names change hands

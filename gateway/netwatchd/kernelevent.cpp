@@ -7,6 +7,7 @@
 #include <netlink/attr.h>
 #include <netlink/msg.h>
 
+#include <cstdint>
 #include <cstring>
 #include <memory>
 
@@ -46,6 +47,16 @@ unsigned byteOf(const nlattr* attribute, unsigned otherwise) {
     return attribute != nullptr && nla_len(attribute) >= 1 ? nla_get_u8(attribute) : otherwise;
 }
 
+// An index in another namespace says nothing here.
+int lowerOf(const nlattr* const* attributes) {
+    const nlattr* link = attributes[IFLA_LINK];
+    if (link == nullptr || nla_len(link) < static_cast<int>(sizeof(std::uint32_t)) ||
+        attributes[IFLA_LINK_NETNSID] != nullptr) {
+        return 0;
+    }
+    return static_cast<int>(nla_get_u32(link));
+}
+
 std::optional<KernelEvent> parseLink(const nlmsghdr& message) {
     nlattr* attributes[IFLA_MAX + 1] = {};
     const auto* link = parse<ifinfomsg>(message, attributes);
@@ -62,7 +73,7 @@ std::optional<KernelEvent> parseLink(const nlmsghdr& message) {
     const unsigned state = byteOf(attributes[IFLA_OPERSTATE], IF_OPER_UNKNOWN);
     const unsigned mode = byteOf(attributes[IFLA_LINKMODE], IF_LINK_MODE_DEFAULT);
     return LinkSeen{link->ifi_index, textOf(attributes[IFLA_IFNAME]), isUp(link->ifi_flags, state, mode),
-                    (link->ifi_flags & IFF_LOOPBACK) != 0};
+                    (link->ifi_flags & IFF_LOOPBACK) != 0, lowerOf(attributes)};
 }
 
 std::optional<in_addr_t> ipv4Of(const nlattr* attribute) {

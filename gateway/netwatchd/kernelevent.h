@@ -18,6 +18,7 @@ struct LinkSeen {
     // UNKNOWN, which is all that PPP links, tunnels and the loopback interface ever report.
     bool up = false;
     bool loopback = false;
+    int lower = 0; // index of the interface that it stands on, as a VLAN does on a port; 0 if there is none
 };
 
 struct LinkGone {

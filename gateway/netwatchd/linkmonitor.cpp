@@ -111,6 +111,18 @@ void LinkMonitor::readAll() {
     ++readings_;
 }
 
+void LinkMonitor::askForLinks() {
+    try {
+        std::vector<KernelEvent> events;
+        read(open().get(), RTM_GETLINK, events);
+        for (const KernelEvent& event : events) {
+            table_.apply(event);
+        }
+    } catch (const NetlinkError& error) {
+        complaint_ = error.what(); // the news will come
+    }
+}
+
 bool LinkMonitor::reopen(Clock::time_point now) {
     if (!reopenAt_ || now < *reopenAt_) {
         return false;

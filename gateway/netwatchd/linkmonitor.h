@@ -33,6 +33,10 @@ class LinkMonitor {
     // lost, reads everything anew. Returns whether there was anything.
     bool process(Clock::time_point now);
 
+    // Asks for all links now, without forgetting any. When an interface comes up, those that stand on it do
+    // as well, but their news may come up to a second later: the kernel works them off once a second at most.
+    void askForLinks();
+
     // Whether interfaces() is, up to news that are still to be taken in, what the kernel has.
     bool isComplete() const { return events_ != nullptr; }
     const InterfaceTable& interfaces() const { return table_; }

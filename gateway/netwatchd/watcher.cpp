@@ -47,6 +47,18 @@ bool Watcher::canWrite() const {
     return database_.isLive() && monitor_.isComplete();
 }
 
+// What comes up together is written together, even if the kernel tells of it one after the other: the daemon
+// takes in only what is up when it decides.
+void Watcher::catchUp() {
+    const auto rows = database_.rows();
+    if (std::any_of(rows.begin(), rows.end(), [this](const StatusRow& row) {
+            return monitor_.interfaces().lagsBehind(row.interface, caughtUpTo_);
+        })) {
+        monitor_.askForLinks();
+    }
+    caughtUpTo_ = monitor_.interfaces().lastPeriod();
+}
+
 void Watcher::writeIfDue() {
     const Clock::time_point now = Clock::now();
     const auto isDue = [now](const auto& time) { return time && *time <= now; };
@@ -54,6 +66,7 @@ void Watcher::writeIfDue() {
         return;
     }
     retryAt_.reset();
+    catchUp();
     const auto updates = keeper_.evaluate(database_.rows(), monitor_.interfaces(), now);
     if (!updates.empty() && !database_.write(updates)) {
         retryAt_ = now + writeRetryPause;

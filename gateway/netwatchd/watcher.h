@@ -8,6 +8,7 @@
 #include "netwatchd/statuskeeper.h"
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 
 namespace netwatchd {
@@ -28,6 +29,7 @@ class Watcher {
     Clock::time_point nextDeadline() const;
     void takeIn();
     bool canWrite() const;
+    void catchUp();
     void writeIfDue();
 
     int log_;
@@ -37,6 +39,7 @@ class Watcher {
     StatusDatabase database_;
     StatusKeeper keeper_;
     Burst burst_;
+    std::uint64_t caughtUpTo_ = 0;             // a period of the interfaces
     std::optional<Clock::time_point> retryAt_; // of a write that failed
 };
 

@@ -205,4 +205,58 @@ TEST_F(InterfaceTableTest, WhatIsFoundAgainAfterClearHasNewPeriods) {
     EXPECT_NE(before.addressPeriod, after.addressPeriod);
 }
 
+class StackedInterfacesTest : public InterfaceTableTest {
+  protected:
+    void stack(int index, const char* name, bool up, int lower = 0) {
+        table.apply(LinkSeen{index, name, up, false, lower});
+    }
+    bool lags(const char* name, std::uint64_t period = 0) const { return table.lagsBehind(name, period); }
+};
+
+TEST_F(StackedInterfacesTest, OneThatIsDownLagsBehindTheOneBelowThatHasComeUp) {
+    stack(2, "eth1", false);
+    stack(3, "eth1.8", false, 2);
+    EXPECT_FALSE(lags("eth1.8"));
+    stack(2, "eth1", true);
+    EXPECT_TRUE(lags("eth1.8"));
+    stack(3, "eth1.8", true, 2);
+    EXPECT_FALSE(lags("eth1.8"));
+}
+
+TEST_F(StackedInterfacesTest, OneLagsBehindOnlyWhatHasComeUpSince) {
+    stack(2, "eth1", true);
+    stack(3, "eth1.8", false, 2);
+    const std::uint64_t known = table.lastPeriod();
+    EXPECT_TRUE(lags("eth1.8"));
+    EXPECT_FALSE(lags("eth1.8", known));
+    stack(2, "eth1", false);
+    stack(2, "eth1", true);
+    EXPECT_TRUE(lags("eth1.8", known));
+}
+
+TEST_F(StackedInterfacesTest, OneLagsBehindAnythingBelowIt) {
+    stack(2, "eth1", true);
+    stack(3, "eth1.8", false, 2);
+    stack(4, "eth1.8.9", false, 3);
+    EXPECT_TRUE(lags("eth1.8.9"));
+}
+
+TEST_F(StackedInterfacesTest, OneThatStandsOnNothingLagsBehindNothing) {
+    stack(2, "eth1", true);
+    stack(3, "eth2", false);
+    stack(4, "eth3.8", false, 9);
+    EXPECT_FALSE(lags("eth2"));
+    EXPECT_FALSE(lags("eth3.8")) << "nobody knows interface 9";
+    EXPECT_FALSE(lags("absent"));
+    EXPECT_FALSE(lags(""));
+}
+
+TEST_F(StackedInterfacesTest, TheTwoEndsOfACableStandOnEachOther) {
+    stack(2, "left", false, 3);
+    stack(3, "right", false, 2);
+    EXPECT_FALSE(lags("left"));
+    stack(3, "right", true, 2);
+    EXPECT_TRUE(lags("left"));
+}
+
 } // namespace

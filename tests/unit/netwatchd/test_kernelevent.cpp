@@ -33,6 +33,10 @@ class Message {
         nla_put_u8(message_.get(), attribute, number);
         return *this;
     }
+    Message& withNumber(int attribute, unsigned number) {
+        nla_put_u32(message_.get(), attribute, number);
+        return *this;
+    }
     Message& withAddress(int attribute, const char* address) {
         nla_put_u32(message_.get(), attribute, inet_addr(address));
         return *this;
@@ -78,6 +82,25 @@ TEST(KernelEvent, ALinkHasIndexNameAndState) {
     EXPECT_EQ(link.name, "eth1");
     EXPECT_TRUE(link.up);
     EXPECT_FALSE(link.loopback);
+}
+
+TEST(KernelEvent, ALinkStandsOnAnotherOrOnNone) {
+    const auto lowerOf = [](const Message& message) {
+        return std::get<LinkSeen>(message.parsed().value()).lower;
+    };
+    EXPECT_EQ(lowerOf(linkMessage(running).with(IFLA_IFNAME, "eth1")), 0);
+    EXPECT_EQ(lowerOf(linkMessage(running).with(IFLA_IFNAME, "eth1.8").withNumber(IFLA_LINK, 3)), 3);
+    EXPECT_EQ(lowerOf(linkMessage(running)
+                          .with(IFLA_IFNAME, "eth1.8")
+                          .withNumber(IFLA_LINK, 3)
+                          .withNumber(IFLA_LINK_NETNSID, 0)),
+              0)
+        << "an index in another namespace";
+    EXPECT_EQ(
+        lowerOf(
+            linkMessage(running).with(IFLA_IFNAME, "eth1.8").with(IFLA_LINK, static_cast<unsigned char>(3))),
+        0)
+        << "an index of one byte";
 }
 
 TEST(KernelEvent, TheLoopbackInterfaceIsKnownAsSuch) {
