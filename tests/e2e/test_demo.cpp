@@ -16,8 +16,6 @@ constexpr const char* socketPath = "/tmp/cfgserver.socket";
 
 class DemoTest : public GatewayTest {
   protected:
-    DemoTest() { std::filesystem::remove(socketPath); } // of another test's server
-
     static Outcome runDemo() {
         const std::string build = std::filesystem::relative(E2E_BUILD_FOLDER, E2E_SOURCE_FOLDER);
         return run({E2E_SOURCE_FOLDER "/lab/demo-commands", build}, {{"NO_COLOR", "1"}});

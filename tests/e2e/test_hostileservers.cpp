@@ -115,6 +115,7 @@ TEST_F(HostileServersTest, OneThatBelongsToAnotherUser) {
         GTEST_SKIP() << "only root can start a server as somebody else";
     }
     constexpr uid_t nobody = 65534;
+    std::filesystem::remove("/tmp/theirs.db");
     ASSERT_EQ(run({"ovsdb-tool", "create", "/tmp/theirs.db", schemaFile()}).status, 0);
     ASSERT_EQ(run({"chown", "nobody", "/tmp/theirs.db", "/tmp/.theirs.db.~lock~"}).status, 0);
     Command command{{"ovsdb-server", "--remote=punix:" + std::string(serverSocket), "--unixctl=none",

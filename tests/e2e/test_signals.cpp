@@ -1,6 +1,7 @@
 // Signals: which stop the daemon, how fast, and what it does before it ends.
 #include "gatewaytest.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <random>
@@ -12,10 +13,15 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 #ifdef E2E_SANITIZED
-constexpr Milliseconds promptly{1000}; // sanitizers look for leaks at the end
+constexpr Milliseconds usually{1000}; // sanitizers look for leaks at the end
 #else
-constexpr Milliseconds promptly{100};
+constexpr Milliseconds usually{100};
 #endif
+
+Clock::duration median(std::vector<Clock::duration> times) {
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+}
 
 const std::string goingDown = "info: pacerd_ng is called to go down, do so...";
 
@@ -75,6 +81,7 @@ TEST_F(SignalsTest, AStopThatArrivesWhileACommandRunsIsKept) {
 TEST_F(SignalsTest, AStopAtAnyMomentEndsPromptly) {
     startServer(smallGateway());
     std::mt19937 random(4711); // NOLINT(cert-msc51-cpp): the same moments each time
+    std::vector<Clock::duration> times;
     for (int attempt = 0; attempt < 200; ++attempt) {
         log.clear();
         daemon.emplace();
@@ -83,13 +90,16 @@ TEST_F(SignalsTest, AStopAtAnyMomentEndsPromptly) {
         const auto begin = Clock::now();
         daemon->signal(SIGTERM);
         ASSERT_EQ(daemon->exitStatus(), 0) << "attempt " << attempt;
-        ASSERT_LT(Clock::now() - begin, promptly) << "attempt " << attempt;
+        times.push_back(Clock::now() - begin);
+        ASSERT_LT(times.back(), promptly) << "attempt " << attempt;
     }
+    EXPECT_LT(median(times), usually);
 }
 
 TEST_F(SignalsTest, AStopWhileChangesPourInEndsPromptly) {
     startDaemon(smallGateway(), {});
     std::mt19937 random(815); // NOLINT(cert-msc51-cpp)
+    std::vector<Clock::duration> times;
     for (int attempt = 0; attempt < 30; ++attempt) {
         log.clear();
         daemon.emplace();
@@ -101,8 +111,10 @@ TEST_F(SignalsTest, AStopWhileChangesPourInEndsPromptly) {
         const auto begin = Clock::now();
         daemon->signal(SIGTERM);
         ASSERT_EQ(daemon->exitStatus(), 0);
-        ASSERT_LT(Clock::now() - begin, promptly) << "attempt " << attempt;
+        times.push_back(Clock::now() - begin);
+        ASSERT_LT(times.back(), promptly) << "attempt " << attempt;
     }
+    EXPECT_LT(median(times), usually);
 }
 
 } // namespace

@@ -106,6 +106,8 @@ class NoProcessesTest : public GatewayTest {
         fs::permissions(std::string(programs) + "/qcfg", fs::perms(0755));
         writeFile("/tmp/go", "");
         fs::remove("/tmp/waits");
+        fs::remove(commands.file());
+        fs::remove(commands.file() + ".objects");
         fs::permissions("/dev/log", fs::perms(0666));
         startServer(smallGateway());
         fs::permissions(serverSocket, fs::perms(0666));

@@ -6,6 +6,7 @@
 #include <sched.h>
 
 #include <cerrno>
+#include <csignal>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -49,6 +50,12 @@ void NetwatchdTest::ipBatch(const std::string& lines) {
     if (outcome.status != 0) {
         throw std::runtime_error("ip: " + outcome.errors + " for: " + lines);
     }
+}
+
+void NetwatchdTest::ipBatchAtOnce(const std::string& lines) const {
+    netwatchd.signal(SIGSTOP);
+    ipBatch(lines);
+    netwatchd.signal(SIGCONT);
 }
 
 void NetwatchdTest::startNetwatchd(Texts options) {

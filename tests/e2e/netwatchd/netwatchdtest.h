@@ -33,6 +33,8 @@ class NetwatchdTest : public ::testing::Test {
     static void ip(const std::string& arguments);
     // ip(8) with these lines as its batch.
     static void ipBatch(const std::string& lines);
+    // The same while netwatchd stands still: or a busy machine makes several bursts of it.
+    void ipBatchAtOnce(const std::string& lines) const;
 
     void startNetwatchd(Texts options = {});
     // The same, and returns when it has settled: a record is open, ProviderInternet is as eth1 is.

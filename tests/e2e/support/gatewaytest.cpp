@@ -1,6 +1,10 @@
 #include "gatewaytest.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <set>
 
@@ -33,7 +37,12 @@ bool endsLook(const Texts& messages, const std::string& beginning) {
 
 } // namespace
 
-GatewayTest::GatewayTest() = default;
+// A daemon that an earlier test has left in the background is our child. Ended long ago or not, /proc shows
+// it until somebody has asked.
+GatewayTest::GatewayTest() {
+    while (::waitpid(-1, nullptr, WNOHANG) > 0) {
+    }
+}
 
 GatewayTest::~GatewayTest() {
     daemon.reset();
@@ -94,6 +103,23 @@ std::size_t GatewayTest::looks() const {
         std::count_if(messages.begin(), messages.end(), [](const std::string& message) {
             return message.starts_with("info: DSL has state '");
         }));
+}
+
+std::size_t GatewayTest::outagesReported() const {
+    const std::vector<LogLine> lines = log.lines();
+    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [](const LogLine& line) {
+        return line.level == "error" && line.text.starts_with("configuration server at ");
+    }));
+}
+
+void GatewayTest::waitForOutage() const {
+    ASSERT_TRUE(eventually([this] { return outagesReported() > 0; }));
+}
+
+void GatewayTest::expectPromptStop() {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(daemon->stop(SIGTERM), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, promptly);
 }
 
 void GatewayTest::expectNoErrors() const {

@@ -22,6 +22,10 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using Texts = std::vector<std::string>;
 
+// A stop that waits for something takes longer: the loop's turn is 10 s, the patience with a server 60 s. One
+// that does not may take a while, too, where the machine is busy with something else.
+inline constexpr Milliseconds promptly{5000};
+
 class GatewayTest : public ::testing::Test {
   protected:
     GatewayTest();
@@ -48,6 +52,11 @@ class GatewayTest : public ::testing::Test {
     // How often the daemon has looked whether the WAN is up.
     std::size_t looks() const;
 
+    // How often the daemon has said that there is no connection to the server; until it has.
+    std::size_t outagesReported() const;
+    void waitForOutage() const;
+
+    void expectPromptStop();
     void expectNoErrors() const;
 
     SyslogCapture log;

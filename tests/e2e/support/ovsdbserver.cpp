@@ -33,7 +33,13 @@ OvsdbServer::OvsdbServer(const std::string& schemaFile, const std::string& folde
     }
 }
 
+OvsdbServer::~OvsdbServer() {
+    crash();
+    ::unlink(serverSocket);
+}
+
 void OvsdbServer::start() {
+    crash(); // or it would still hold the lock on the file
     process_ = Process(Command{{"ovsdb-server", "--remote=punix:" + std::string(serverSocket),
                                 "--unixctl=none", "--no-chdir", "-vconsole:off", "-vsyslog:off", file_}});
     if (!eventually([] { return accepts(serverSocket); })) {

@@ -12,8 +12,11 @@ class OvsdbServer {
   public:
     // Makes an empty database from the schema file, without starting a server.
     explicit OvsdbServer(const std::string& schemaFile, const std::string& folder = "/tmp");
+    OvsdbServer(const OvsdbServer&) = delete;
+    OvsdbServer& operator=(const OvsdbServer&) = delete;
+    ~OvsdbServer(); // nothing is left at the socket's path
 
-    // Returns when clients can connect.
+    // Returns when clients can connect. One that runs already is ended first.
     void start();
     void stop();  // SIGTERM, as a service manager does it
     void crash(); // SIGKILL: the socket's name stays behind
