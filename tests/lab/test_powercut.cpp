@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #ifndef SO_NETNS_COOKIE
 #define SO_NETNS_COOKIE 71
@@ -23,12 +22,6 @@ using ::testing::IsEmpty;
 using Lines = std::vector<std::string>;
 
 enum class Afterwards { kernelKept, kernelLost, kernelLostMemoryKept };
-
-// Every how many-th command the power goes at (LAB_CUT_STEP=1: each; minutes).
-int step(int usual) {
-    const char* chosen = std::getenv("LAB_CUT_STEP");
-    return chosen == nullptr ? usual : std::max(1, std::atoi(chosen));
-}
 
 Lines sortedLines(const std::string& text) {
     Lines lines = e2e::linesOf(text);
@@ -192,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(Everywhere, PowerCutsTest,
 TEST_P(PowerCutsTest, LeaveTheKernelAsItWas) {
     const Case& c = GetParam();
     build(e2e::exampleGateway(c.example));
-    cutEverywhere(c.up, c.afterwards, step(c.every));
+    cutEverywhere(c.up, c.afterwards, cutStep(c.every));
 }
 
 // One tool is killed, and nothing else: to the daemon it has failed, and it takes everything back itself.
@@ -203,7 +196,7 @@ INSTANTIATE_TEST_SUITE_P(Examples, ToolKillsTest, ::testing::Values("minimal"));
 TEST_P(ToolKillsTest, AreTakenBackByTheDaemonItself) {
     build(e2e::exampleGateway(GetParam()));
     int changes = 1;
-    for (bool ended = true; ended && !HasFailure(); changes += step(1)) {
+    for (bool ended = true; ended && !HasFailure(); changes += cutStep(1)) {
         const int systemCall = changes * 85 % 250;
         SCOPED_TRACE("killed in change " + std::to_string(changes) + ", stop " + std::to_string(systemCall));
         setWan(false);

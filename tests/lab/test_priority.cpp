@@ -43,6 +43,11 @@ class PriorityTest : public WorkbenchTest {
         bringUpGateway(gateway);
     }
 
+    // Waits until there are some: the line is saturated now.
+    void expectDrops(Counters QueueCounts::*queue) {
+        EXPECT_TRUE(e2e::eventually([&] { return (countsOf("eth1", internetQueue).*queue).drops > 0; }));
+    }
+
     static StreamPlan stream(uint16_t port, uint32_t bytes, double kbit, double seconds) {
         StreamPlan plan;
         plan.from = "lan";
@@ -58,24 +63,24 @@ class PriorityTest : public WorkbenchTest {
 
 TEST_F(PriorityTest, TelephonyLosesNothingUnderASaturatingLoad) {
     bringUpShaped(Json::object());
-    std::jthread bulk([] { runStream(stream(bulkPort, 1500, 40'000, 4)); });
-    std::this_thread::sleep_for(duration<double>(0.5));
+    std::jthread bulk([] { runStream(stream(bulkPort, 1500, 40'000, 2.5)); });
+    expectDrops(&QueueCounts::rest);
 
-    const Summary call = summarize(runStream(stream(callPort, 200, 1000, 3)).samples);
+    const Summary call = summarize(runStream(stream(callPort, 200, 1000, 1.6)).samples);
     bulk.join();
-    EXPECT_EQ(call.sent, 1875U);
+    EXPECT_EQ(call.sent, 1000U);
     EXPECT_EQ(call.lost, 0U);
     const QueueCounts counts = countsOf("eth1", internetQueue);
-    EXPECT_EQ(counts.first.packets, 1875U);
+    EXPECT_EQ(counts.first.packets, 1000U);
     EXPECT_GT(counts.rest.drops, 1000U) << "the load did not saturate the line";
 }
 
 TEST_F(PriorityTest, ALowerNumberGoesFirst) {
     bringUpShaped(Json::object());
-    std::jthread second([] { runStream(stream(callPort + 1, 1500, 40'000, 4)); });
-    std::this_thread::sleep_for(duration<double>(0.5));
+    std::jthread second([] { runStream(stream(callPort + 1, 1500, 40'000, 2.5)); });
+    expectDrops(&QueueCounts::second);
 
-    const Summary first = summarize(runStream(stream(callPort, 1500, 15'000, 3)).samples);
+    const Summary first = summarize(runStream(stream(callPort, 1500, 15'000, 1.6)).samples);
     second.join();
     EXPECT_EQ(first.lost, 0U);
     EXPECT_GT(countsOf("eth1", internetQueue).second.drops, 1000U) << "the load did not saturate the line";
@@ -84,11 +89,12 @@ TEST_F(PriorityTest, ALowerNumberGoesFirst) {
 TEST_F(PriorityTest, WeightedQueuesShareByTheirWeights) {
     bringUpShaped(
         {{"1", {{"Scheduler", "WFQ"}, {"WFQWeight", 75}}}, {"2", {{"Scheduler", "WFQ"}, {"WFQWeight", 25}}}});
-    std::jthread other([] { runStream(stream(callPort + 1, 1500, 40'000, 4)); });
-    std::jthread one([] { runStream(stream(callPort, 1500, 40'000, 4)); });
-    std::this_thread::sleep_for(duration<double>(0.5));
+    std::jthread other([] { runStream(stream(callPort + 1, 1500, 40'000, 3)); });
+    std::jthread one([] { runStream(stream(callPort, 1500, 40'000, 3)); });
+    expectDrops(&QueueCounts::first);
+    expectDrops(&QueueCounts::second);
     const QueueCounts before = countsOf("eth1", internetQueue);
-    std::this_thread::sleep_for(duration<double>(3));
+    std::this_thread::sleep_for(duration<double>(2));
     const QueueCounts after = countsOf("eth1", internetQueue);
 
     const auto first = static_cast<double>((after.first - before.first).bytes);

@@ -1,5 +1,6 @@
 #include "labtest.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 
@@ -24,6 +25,11 @@ std::string addressOf(const std::string& service) {
 constexpr const char* configurationFile = "/tmp/gateway.json";
 
 } // namespace
+
+int cutStep(int usual) {
+    const char* chosen = std::getenv("LAB_CUT_STEP");
+    return chosen == nullptr ? usual : std::max(1, std::atoi(chosen));
+}
 
 LabTest::LabTest() {
     server.start();

@@ -18,6 +18,10 @@ namespace lab {
 
 using e2e::Json;
 
+// Every how many-th command of a long row something happens at, unless LAB_CUT_STEP says it (1: at each;
+// minutes).
+int cutStep(int usual);
+
 class LabTest : public ::testing::Test {
   protected:
     LabTest();
