@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <thread>
 
 namespace lab {
@@ -65,6 +66,25 @@ TEST(LabTest, LeavesNothingBehindHoweverItEnds) {
         EXPECT_TRUE(e2e::eventually([&] { return whatARunCouldLeave() == before; }))
             << difference(before, whatARunCouldLeave());
     }
+}
+
+TEST(LabTest, LeavesNothingBehindWhenItEndsBeforeTheRunDependsOnIt) {
+    shell("mkdir -p /tmp/slow; printf '%s\\n' '#!/bin/sh' 'echo $$ >/tmp/slow/pid'"
+          " 'while [ ! -e /tmp/slow/go ]; do sleep 0.01; done' 'PATH=${PATH#/tmp/slow:} exec setpriv \"$@\"'"
+          " >/tmp/slow/setpriv; chmod +x /tmp/slow/setpriv");
+    Process run(Command{{"lab", "-g", gatewayFile, "run", "sleep", "98766"},
+                        {{"PATH", "/tmp/slow:" + std::string(std::getenv("PATH"))}}});
+    pid_t waiting = 0;
+    EXPECT_TRUE(e2e::eventually([&] {
+        waiting = std::atoi(e2e::readFile("/tmp/slow/pid").c_str());
+        return waiting > 0;
+    }));
+    run.signal(SIGKILL);
+    run.wait();
+    e2e::writeFile("/tmp/slow/go", "");
+    EXPECT_TRUE(e2e::eventually([&] { return kill(waiting, 0) != 0; })) << otherRuns();
+    EXPECT_EQ(otherRuns(), "");
+    shell("rm -r /tmp/slow");
 }
 
 TEST(LabTest, LeavesNothingBehindWhenItCannotBeBuilt) {
