@@ -2,9 +2,13 @@
 #include "gateways.h"
 #include "netwatchdtest.h"
 
+#include <filesystem>
+
 using namespace netwatchd::test;
 
 namespace {
+
+namespace fs = std::filesystem;
 
 class DatabaseSide : public NetwatchdTest {};
 
@@ -103,6 +107,34 @@ TEST_F(DatabaseSide, MayChangeWhileSomethingIsBeingWritten) {
         server.thaw();
         EXPECT_TRUE(record->waitForRow("ProviderIPTV " + state + " 0.0.0.0")) << log();
     }
+}
+
+TEST_F(DatabaseSide, ThatIsFullGetsTheRowOnceThereIsRoom) {
+    const std::string disk = "/tmp/full";
+    fs::create_directory(disk);
+    ASSERT_EQ(e2e::run({"mount", "-t", "tmpfs", "-o", "size=256k", "none", disk}).status, 0);
+    {
+        e2e::OvsdbServer onDisk(e2e::schemaFile(), disk);
+        fs::copy_file(server.file(), onDisk.file(), fs::copy_options::overwrite_existing);
+        server.stop();
+        onDisk.start();
+        startAndSettle();
+        e2e::writeFile(disk + "/filler", std::string(1 << 20, 'x')); // as much as goes in
+        bool down = false;
+        EXPECT_TRUE(record->waitUntil([&] { // the file's last page may have room
+            down = !down;
+            ip(down ? "link set eth1 down" : "link set eth1 up");
+            record->listen(Milliseconds(100));
+            return log().find("cannot write table 'StatusNetifWatchLogical': I/O error") != std::string::npos;
+        }));
+        const std::string now = down ? "down 0.0.0.0" : "up 0.0.0.0";
+        EXPECT_NE(record->now("ProviderInternet"), now);
+        fs::remove(disk + "/filler");
+        EXPECT_TRUE(record->waitForRow("ProviderInternet " + now));
+        netwatchd.signal(SIGTERM);
+        EXPECT_EQ(netwatchd.exitStatus(), 0);
+    }
+    EXPECT_EQ(e2e::run({"umount", disk}).status, 0);
 }
 
 TEST_F(DatabaseSide, ThatDoesNotAnswerIsWaitedFor) {
