@@ -212,6 +212,23 @@ TEST_F(StandstillTest, WhileTheDaemonWaitsChangesAreFollowedInTheirOrderAfterwar
     expectStopLeavesNothing();
 }
 
+// They come in one piece, and nothing comes after them that would wake the daemon once more.
+TEST_F(StandstillTest, ChangesThatCameBeforeItAreAllFollowed) {
+    startDaemon(smallGateway());
+    bringUp();
+    daemon->signal(SIGSTOP);
+    db.update("QoSShaper", 1, {{"ShapingRate", 5000}});
+    db.update(statusTable, internetRow, internetDown());
+    db.transact(Json::array({{{"op", "comment"}, {"comment", "by now the server has sent both"}}}));
+    server.freeze();
+    daemon->signal(SIGCONT);
+    EXPECT_TRUE(log.waitFor("info: WAN up statue 1 => 0"));
+    server.thaw();
+    settle();
+    EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+    expectStopLeavesNothing();
+}
+
 TEST_F(StandstillTest, DuringApplyItIsNotNeeded) {
     startServer(smallGateway());
     startDaemonWithSlow("qcfg");
