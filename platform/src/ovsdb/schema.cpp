@@ -1,6 +1,7 @@
 #include "ovsdb/schema.h"
 
 #include <array>
+#include <limits>
 #include <sstream>
 #include <utility>
 
@@ -26,10 +27,30 @@ AtomType parseAtomType(const Json& json) {
     throw ProtocolError("a schema with the unknown type '" + name + "'");
 }
 
-template <typename T>
-std::optional<T> parseOptional(const Json& json, const char* member) {
+// Json::get() would convert 1e30, too, and to no number in particular.
+template <typename Number>
+Number wholeNumber(const Json& json) {
+    if (json.is_number_unsigned() && std::in_range<Number>(json.get<unsigned long long>())) {
+        return static_cast<Number>(json.get<unsigned long long>());
+    }
+    if (json.is_number_integer() && !json.is_number_unsigned() &&
+        std::in_range<Number>(json.get<long long>())) {
+        return static_cast<Number>(json.get<long long>());
+    }
+    throw ProtocolError("a schema with " + toText(json) + " where a whole number from " +
+                        std::to_string(std::numeric_limits<Number>::min()) + " to " +
+                        std::to_string(std::numeric_limits<Number>::max()) + " belongs");
+}
+
+template <typename Number>
+std::optional<Number> optionalWholeNumber(const Json& json, const char* member) {
     const auto found = json.find(member);
-    return found == json.end() ? std::nullopt : std::optional<T>(found->get<T>());
+    return found == json.end() ? std::nullopt : std::optional<Number>(wholeNumber<Number>(*found));
+}
+
+std::optional<double> optionalReal(const Json& json, const char* member) {
+    const auto found = json.find(member);
+    return found == json.end() ? std::nullopt : std::optional<double>(found->get<double>());
 }
 
 // ["set", [...]] or a single atom.
@@ -47,12 +68,12 @@ BaseType parseBaseType(const Json& json) {
         return base;
     }
     base.type = parseAtomType(json.at("type"));
-    base.minInteger = parseOptional<long long>(json, "minInteger");
-    base.maxInteger = parseOptional<long long>(json, "maxInteger");
-    base.minReal = parseOptional<double>(json, "minReal");
-    base.maxReal = parseOptional<double>(json, "maxReal");
-    base.minLength = parseOptional<unsigned long long>(json, "minLength");
-    base.maxLength = parseOptional<unsigned long long>(json, "maxLength");
+    base.minInteger = optionalWholeNumber<long long>(json, "minInteger");
+    base.maxInteger = optionalWholeNumber<long long>(json, "maxInteger");
+    base.minReal = optionalReal(json, "minReal");
+    base.maxReal = optionalReal(json, "maxReal");
+    base.minLength = optionalWholeNumber<unsigned long long>(json, "minLength");
+    base.maxLength = optionalWholeNumber<unsigned long long>(json, "maxLength");
     base.refTable = json.value("refTable", std::string());
     if (const auto allowed = json.find("enum"); allowed != json.end()) {
         base.allowed = parseEnum(*allowed);
@@ -70,9 +91,9 @@ ColumnType parseColumnType(const Json& json) {
     if (const auto value = json.find("value"); value != json.end()) {
         type.value = parseBaseType(*value);
     }
-    type.min = json.value("min", 1U);
+    type.min = optionalWholeNumber<unsigned>(json, "min").value_or(1);
     if (const auto max = json.find("max"); max != json.end()) {
-        type.max = max->is_string() ? ColumnType::unlimited : max->get<unsigned>();
+        type.max = max->is_string() ? ColumnType::unlimited : wholeNumber<unsigned>(*max);
     }
     return type;
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 namespace {
 
 using ovsdb::AtomType;
@@ -92,6 +94,33 @@ TEST(Schema, refuses_what_is_no_schema) {
                              schemaWith({{"value", "integer"}})}) {
         EXPECT_THROW(DatabaseSchema::parse(json), ProtocolError) << json;
     }
+}
+
+TEST(Schema, refuses_bounds_that_do_not_fit) {
+    const auto reasonOf = [](const Json& columnType) -> std::string {
+        try {
+            columnOf(columnType);
+        } catch (const ProtocolError& error) {
+            return error.what();
+        }
+        return {};
+    };
+    const std::string toLongLong =
+        " where a whole number from -9223372036854775808 to 9223372036854775807 belongs";
+    const std::string toUnsigned = " where a whole number from 0 to 4294967295 belongs";
+    for (const char* bound : {"minInteger", "maxInteger"}) {
+        EXPECT_EQ(reasonOf({{"key", {{"type", "integer"}, {bound, 9.2e19}}}}),
+                  "a schema with 9.2e+19" + toLongLong);
+        EXPECT_EQ(reasonOf({{"key", {{"type", "integer"}, {bound, 9223372036854775808ULL}}}}),
+                  "a schema with 9223372036854775808" + toLongLong);
+        EXPECT_EQ(reasonOf({{"key", {{"type", "integer"}, {bound, "1"}}}}),
+                  "a schema with \"1\"" + toLongLong);
+        EXPECT_EQ(reasonOf({{"key", {{"type", "integer"}, {bound, LLONG_MIN}}}}), "");
+    }
+    EXPECT_EQ(reasonOf({{"key", "integer"}, {"min", -1}}), "a schema with -1" + toUnsigned);
+    EXPECT_EQ(reasonOf({{"key", "integer"}, {"max", 4294967296}}), "a schema with 4294967296" + toUnsigned);
+    EXPECT_EQ(reasonOf({{"key", {{"type", "string"}, {"minLength", 0.5}}}}),
+              "a schema with 0.5 where a whole number from 0 to 18446744073709551615 belongs");
 }
 
 } // namespace
