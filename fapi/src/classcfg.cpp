@@ -78,7 +78,7 @@ uint8_t numberOfOut(const State& state, uint32_t wantedSlot) {
     return static_cast<uint8_t>(place - outs.begin() + 1);
 }
 
-struct Wanted {
+struct WantedRule {
     std::string name;
     std::string in;
     std::string out; // empty for any
@@ -86,7 +86,7 @@ struct Wanted {
     fapi_rule match{};
 };
 
-void fill(Session& session, State& state, const Wanted& wanted, uint32_t slot) {
+void fill(Session& session, State& state, const WantedRule& wanted, uint32_t slot) {
     const Interface in = session.interface(wanted.in);
     Rule& rule = state.rules.edit(slot);
     rule.used = 1;
@@ -105,7 +105,7 @@ void fill(Session& session, State& state, const Wanted& wanted, uint32_t slot) {
     }
 }
 
-void change(Session& session, Operation operation, const Wanted& wanted, const Subject& subject) {
+void change(Session& session, Operation operation, const WantedRule& wanted, const Subject& subject) {
     State next = session.state();
     uint32_t slot = find(next, session.interface(wanted.in), wanted.name);
     if (slot != 0 && operation == Operation::add) {
@@ -163,7 +163,7 @@ void classcfg(const Words& words, Subject& subject) {
         list(options);
         return;
     }
-    Wanted wanted;
+    WantedRule wanted;
     wanted.name = objectOf(options, operation);
     checkName("name", wanted.name);
     subject.text = "rule " + wanted.name;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr uint64_t highestNumber = 255; // of categories and groups
 
-struct Wanted {
+struct WantedMap {
     std::string upper;
     int category;
     std::string base;
@@ -24,9 +24,9 @@ struct Wanted {
     std::optional<int> group;
 };
 
-Wanted readWanted(const Options& options, const std::string& upper) {
-    Wanted wanted{upper, static_cast<int>(readNumber("-t", options.need("-t"), 0, highestNumber)),
-                  options.need("-b"), options.need("-l"), std::nullopt};
+WantedMap readWanted(const Options& options, const std::string& upper) {
+    WantedMap wanted{upper, static_cast<int>(readNumber("-t", options.need("-t"), 0, highestNumber)),
+                     options.need("-b"), options.need("-l"), std::nullopt};
     if (const std::string* group = options.find("-g")) {
         wanted.group = static_cast<int>(readNumber("-g", *group, 0, highestNumber));
     }
@@ -35,7 +35,7 @@ Wanted readWanted(const Options& options, const std::string& upper) {
     return wanted;
 }
 
-bool matches(const IfMap& map, const Wanted& wanted) {
+bool matches(const IfMap& map, const WantedMap& wanted) {
     return map.upper.name == wanted.upper && map.category == wanted.category &&
            map.base.name == wanted.base && map.lowest.name == wanted.lowest && map.group == wanted.group;
 }
@@ -49,7 +49,7 @@ void refuseOtherBase(const State& state, const IfMap& map) {
     }
 }
 
-void add(Session& session, const Wanted& wanted) {
+void add(Session& session, const WantedMap& wanted) {
     State next = session.state();
     for (IfMap& map : next.ifMaps) {
         if (matches(map, wanted)) {
@@ -65,7 +65,7 @@ void add(Session& session, const Wanted& wanted) {
     session.commit(next, false);
 }
 
-void remove(Session& session, const Wanted& wanted) {
+void remove(Session& session, const WantedMap& wanted) {
     State next = session.state();
     const auto found = std::find_if(next.ifMaps.begin(), next.ifMaps.end(),
                                     [&](const IfMap& map) { return matches(map, wanted); });
@@ -117,7 +117,7 @@ void ifcfg(const Words& words, Subject& subject) {
     const std::string& upper = objectOf(options, operation);
     checkInterfaceName(operation == Operation::add ? "-A" : "-D", upper);
     subject.text = "ifmap " + upper;
-    const Wanted wanted = readWanted(options, upper);
+    const WantedMap wanted = readWanted(options, upper);
     subject.text += " on " + wanted.base;
     needPrivileges();
     Session session(Access::write);

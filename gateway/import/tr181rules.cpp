@@ -12,7 +12,7 @@ namespace {
 using Kind = Remark::Kind;
 
 constexpr long long anyNumber = std::numeric_limits<int>::max();
-constexpr std::size_t maxRuleName = 48; // leaves room for what makes it unique
+constexpr std::size_t maxTr181RuleName = 48; // leaves room for what makes it unique
 constexpr int igmp = 2;
 constexpr int tcp = 6;
 constexpr int udp = 17;
@@ -140,7 +140,7 @@ std::string Tr181Rules::readRule(const Object& object, Rule& rule) {
 
 std::string Tr181Rules::readName(const Object& object) {
     const std::string alias = reader_.text(object, "Alias");
-    const std::string name = toWord(alias, maxRuleName);
+    const std::string name = toWord(alias, maxTr181RuleName);
     if (name != alias) {
         reader_.remark(Kind::changed, object.path + "Alias", name + ": letters, digits and _ are safe");
     }

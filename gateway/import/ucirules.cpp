@@ -11,7 +11,7 @@ namespace {
 
 using Kind = Remark::Kind;
 
-constexpr std::size_t maxRuleName = 40; // leaves room for what makes it unique
+constexpr std::size_t maxUciRuleName = 40; // leaves room for what makes it unique
 
 // "config classify voip" as a remark's subject.
 std::string subject(const UciSection& section) {
@@ -23,13 +23,6 @@ Match swapped(Match match) {
     std::swap(match.destIp, match.sourceIp);
     std::swap(match.destPort, match.sourcePort);
     return match;
-}
-
-std::string lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    return text;
 }
 
 } // namespace
@@ -66,7 +59,7 @@ void UciRules::importRule(UciSection& section) {
     }
     bool used = false;
     for (const UciWan& wan : wans_) {
-        used = addRows(toWord(section.label(), maxRuleName), rule, wan) || used;
+        used = addRows(toWord(section.label(), maxUciRuleName), rule, wan) || used;
     }
     if (!used) {
         section.readAll();

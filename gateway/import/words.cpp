@@ -23,12 +23,6 @@ bool isWordCharacter(char character) {
     return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_';
 }
 
-std::string lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-    return text;
-}
-
 std::optional<long long> within(const std::string& text, long long min, long long max) {
     const auto number = toNumber(text);
     return number && *number >= min && *number <= max ? number : std::nullopt;
@@ -56,6 +50,13 @@ std::optional<int> dottedLength(const std::string& mask) {
 }
 
 } // namespace
+
+std::string lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](char character) {
+        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+    });
+    return text;
+}
 
 std::string trimmed(const std::string& text) {
     const char* blanks = " \t\r\n";

@@ -9,6 +9,9 @@ namespace importers {
 
 std::string trimmed(const std::string& text);
 
+// Of the letters A to Z; others stay.
+std::string lower(std::string text);
+
 // At any of the separators; empty pieces are left out.
 std::vector<std::string> split(const std::string& text, const std::string& separators);
 

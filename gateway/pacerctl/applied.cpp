@@ -12,28 +12,28 @@ namespace pacerctl {
 
 namespace {
 
-using Json = nlohmann::json;
+using ToolJson = nlohmann::json;
 
 // Members that are absent keep their default.
-std::string text(const Json& json, const char* key) {
+std::string text(const ToolJson& json, const char* key) {
     return json.value(key, std::string());
 }
 
-long long number(const Json& json, const char* key) {
+long long number(const ToolJson& json, const char* key) {
     return json.value(key, 0LL);
 }
 
-std::optional<long long> optionalNumber(const Json& json, const char* key) {
+std::optional<long long> optionalNumber(const ToolJson& json, const char* key) {
     return json.contains(key) ? std::optional(json.at(key).get<long long>()) : std::nullopt;
 }
 
-Counters counters(const Json& json) {
+Counters counters(const ToolJson& json) {
     const auto count = [&](const char* key) { return json.value(key, 0ULL); };
     return {count("packets"), count("bytes"), count("drops"), count("backlog_packets"),
             count("backlog_bytes")};
 }
 
-AppliedQueue toQueue(const Json& json) {
+AppliedQueue toQueue(const ToolJson& json) {
     AppliedQueue queue;
     queue.name = text(json, "name");
     queue.interface = text(json, "interface");
@@ -48,7 +48,7 @@ AppliedQueue toQueue(const Json& json) {
     return queue;
 }
 
-AppliedRule toRule(const Json& json) {
+AppliedRule toRule(const ToolJson& json) {
     AppliedRule rule;
     rule.name = text(json, "name");
     rule.interface = text(json, "interface");
@@ -69,26 +69,26 @@ AppliedRule toRule(const Json& json) {
     return rule;
 }
 
-void addMembers(const Json& json, Applied& applied) {
+void addMembers(const ToolJson& json, Applied& applied) {
     const auto each = [&](const char* key, auto add) {
         if (json.contains(key)) {
-            for (const Json& entry : json.at(key)) {
+            for (const ToolJson& entry : json.at(key)) {
                 add(entry);
             }
         }
     };
-    each("ifmaps", [&](const Json& entry) {
+    each("ifmaps", [&](const ToolJson& entry) {
         applied.ifMaps.push_back({text(entry, "interface"), text(entry, "base"), text(entry, "lowest"),
                                   number(entry, "category"), optionalNumber(entry, "group"),
                                   entry.value("uses", 1LL)});
     });
-    each("shapers", [&](const Json& entry) {
+    each("shapers", [&](const ToolJson& entry) {
         applied.shapers.push_back({text(entry, "name"), text(entry, "interface"), text(entry, "direction"),
                                    number(entry, "rate_kbit"), counters(entry)});
     });
-    each("queues", [&](const Json& entry) { applied.queues.push_back(toQueue(entry)); });
-    each("rules", [&](const Json& entry) { applied.rules.push_back(toRule(entry)); });
-    each("unclassified", [&](const Json& entry) {
+    each("queues", [&](const ToolJson& entry) { applied.queues.push_back(toQueue(entry)); });
+    each("rules", [&](const ToolJson& entry) { applied.rules.push_back(toRule(entry)); });
+    each("unclassified", [&](const ToolJson& entry) {
         applied.rests.push_back({text(entry, "port"), text(entry, "direction"), counters(entry)});
     });
 }
@@ -119,12 +119,12 @@ const AppliedRule* Applied::findRule(const std::string& interface, const std::st
 
 void addDocument(const std::string& tool, const std::string& text, Applied& applied) {
     try {
-        const Json json = Json::parse(text);
+        const ToolJson json = ToolJson::parse(text);
         if (!json.is_object()) {
             throw ToolFailure("'" + tool + " --show --json' does not write a JSON object");
         }
         addMembers(json, applied);
-    } catch (const Json::exception& error) {
+    } catch (const ToolJson::exception& error) {
         throw ToolFailure("'" + tool + " --show --json' writes what cannot be read: " + error.what());
     }
 }

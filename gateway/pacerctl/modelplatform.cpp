@@ -7,14 +7,14 @@ namespace pacerctl {
 
 namespace {
 
-MessageCapture*& current() {
+MessageCapture*& listening() {
     static MessageCapture* capture = nullptr;
     return capture;
 }
 
 void keep(MessageLevel level, const char* source, const std::string& text) {
-    if (current() != nullptr) {
-        current()->messages.push_back({level, source, text});
+    if (listening() != nullptr) {
+        listening()->messages.push_back({level, source, text});
     }
 }
 
@@ -25,12 +25,12 @@ const char* nameOf(MessageLevel level) {
     return names[static_cast<int>(level)];
 }
 
-MessageCapture::MessageCapture() : outer_(current()) {
-    current() = this;
+MessageCapture::MessageCapture() : outer_(listening()) {
+    listening() = this;
 }
 
 MessageCapture::~MessageCapture() {
-    current() = outer_;
+    listening() = outer_;
 }
 
 } // namespace pacerctl

@@ -18,7 +18,7 @@ namespace pacerctl {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds patience{30};
 constexpr std::size_t largestOutput = 64U << 20U;
@@ -80,8 +80,8 @@ int spawn(const std::string& file, const std::vector<std::string>& words, const 
 }
 
 // Writes and reads at once, because either side may wait for the other. Returns why it gave up, or nothing.
-std::string exchange(const std::string& input, Pipe& toChild, Pipe& fromChild, Clock::time_point deadline,
-                     std::string& received) {
+std::string exchange(const std::string& input, Pipe& toChild, Pipe& fromChild,
+                     SteadyClock::time_point deadline, std::string& received) {
     ::fcntl(toChild.writer.get(), F_SETFL, O_NONBLOCK);
     std::size_t sent = 0;
     std::array<char, 65536> buffer = {};
@@ -92,7 +92,7 @@ std::string exchange(const std::string& input, Pipe& toChild, Pipe& fromChild, C
         std::array<pollfd, 2> waits = {pollfd{fromChild.reader.get(), POLLIN, 0},
                                        pollfd{toChild.writer.get(), POLLOUT, 0}};
         const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - SteadyClock::now()).count();
         const int ready = left <= 0 ? 0 : ::poll(waits.data(), waits.size(), static_cast<int>(left));
         if (ready < 0 && errno == EINTR) {
             continue;
@@ -124,10 +124,10 @@ std::string exchange(const std::string& input, Pipe& toChild, Pipe& fromChild, C
 }
 
 // A child that has closed its output is about to end; one that does not is ended.
-std::string waitFor(pid_t child, Clock::time_point deadline) {
+std::string waitFor(pid_t child, SteadyClock::time_point deadline) {
     int status = 0;
     while (::waitpid(child, &status, WNOHANG) == 0) {
-        if (Clock::now() >= deadline) {
+        if (SteadyClock::now() >= deadline) {
             ::kill(child, SIGKILL);
             ::waitpid(child, &status, 0);
             return "does not end";
@@ -179,7 +179,7 @@ ProcessResult runProcess(const std::vector<std::string>& words, const std::strin
     }
     toChild.reader.close();
     fromChild.writer.close();
-    const auto deadline = Clock::now() + patience;
+    const auto deadline = SteadyClock::now() + patience;
     result.failure = exchange(input, toChild, fromChild, deadline, result.output);
     if (!result.failure.empty()) {
         ::kill(child, SIGKILL);

@@ -12,9 +12,15 @@ namespace e2e {
 
 namespace {
 
+#ifdef E2E_SANITIZED
+constexpr int standardFlaps = 10;
+#else
+constexpr int standardFlaps = 40;
+#endif
+
 int flaps() {
     const char* chosen = std::getenv("PACERD_SOAK_FLAPS");
-    return chosen == nullptr ? 40 : std::atoi(chosen);
+    return chosen == nullptr ? standardFlaps : std::atoi(chosen);
 }
 
 class SoakTest : public GatewayTest {

@@ -7,7 +7,7 @@
 namespace zel::pacerd::test {
 namespace {
 
-const char* const source = "confighandler.cpp";
+const char* const handlerSource = "confighandler.cpp";
 
 // Counts what goes through the virtual slots.
 class CountingHandler : public pacerdConfigHandler {
@@ -83,14 +83,14 @@ TEST_F(ConfigHandler, TheInitialCallCreatesTheDataFlowAndEvaluatesTheWan) {
     EXPECT_THAT(log.take(), ElementsAre("info: initial startup in progress", "info: DSL has state 'Idle'",
                                         "info: detected WANoE node enabled",
                                         "info: current ProviderInternet state: isUp: 1, Address: '0.0.0.0'"));
-    EXPECT_THAT(log.sources(), ElementsAre(source));
+    EXPECT_THAT(log.sources(), ElementsAre(handlerSource));
 }
 
 TEST_F(ConfigHandler, LaterInitialCallsCreateNoSecondDataFlowAndKeepTheState) {
     goUp();
     EXPECT_FALSE(handler.checkConfigChange(db, ""));
     EXPECT_EQ(handler.added, 1);
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(handlerSource),
                 ElementsAre("info: initial startup in progress", "info: DSL has state 'Idle'",
                             "info: detected WANoE node enabled", "info: detected 'ProviderInternet' is up"));
     EXPECT_THAT(log.take(), IsEmpty());
@@ -99,14 +99,14 @@ TEST_F(ConfigHandler, LaterInitialCallsCreateNoSecondDataFlowAndKeepTheState) {
 TEST_F(ConfigHandler, GoesUpOnTheInitialCall) {
     setAddress("192.0.2.7");
     EXPECT_TRUE(handler.checkConfigChange(db, ""));
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(handlerSource),
                 ElementsAre("info: initial startup in progress", "info: DSL has state 'Idle'",
                             "info: detected WANoE node enabled", "info: detected 'ProviderInternet' is up",
                             "info: WAN up statue 0 => 1"));
     EXPECT_THAT(shell.take(), IsEmpty());
     EXPECT_THAT(log.takeInfos(), Contains("found 1 low wan paths in data flow"));
     handler.processConfigChange(db);
-    EXPECT_EQ(log.takeFrom(source), Lines{"info: apply WAN QoS settings..."});
+    EXPECT_EQ(log.takeFrom(handlerSource), Lines{"info: apply WAN QoS settings..."});
     EXPECT_THAT(shell.takeChanges(), ElementsAre(ifMap, queue));
     log.expectWarning("could not find any vlan interface in stack 'eth1' for setting PCP map");
 }
@@ -257,7 +257,7 @@ class ConfigHandlerFailure : public ConfigHandler {
     void expectFailedDiscovery(const std::string& error) {
         EXPECT_FALSE(notify(""));
         EXPECT_EQ(stopFlag, 1);
-        const Lines lines = log.takeFrom(source);
+        const Lines lines = log.takeFrom(handlerSource);
         ASSERT_EQ(lines.size(), 6u);
         EXPECT_EQ(lines[4], "error: " + error);
         EXPECT_EQ(lines[5], "error: error initializing data flows");

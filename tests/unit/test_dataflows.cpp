@@ -8,7 +8,7 @@
 namespace zel::pacerd::test {
 namespace {
 
-const char* const source = "dataflows.cpp";
+const char* const flowsSource = "dataflows.cpp";
 
 class DataFlows : public DaemonTest {
   protected:
@@ -20,9 +20,10 @@ TEST_F(DataFlows, PrefersMpoaToXdslToWanoe) {
     db.add(aNode("ptm0", "XDSL"));
     db.add(aNode("atm0", "MPoA"));
     EXPECT_TRUE(flows.findLowWanPaths());
-    EXPECT_THAT(log.takeFrom(source), ElementsAre("info: found enabled low WAN path device 'atm0' [MPoA]",
-                                                  "info: found 1 low wan paths in data flow"));
-    EXPECT_THAT(log.sources(), Contains(source));
+    EXPECT_THAT(log.takeFrom(flowsSource),
+                ElementsAre("info: found enabled low WAN path device 'atm0' [MPoA]",
+                            "info: found 1 low wan paths in data flow"));
+    EXPECT_THAT(log.sources(), Contains(flowsSource));
 }
 
 TEST_F(DataFlows, SkipsADisabledNodeAndStopsAtTheFirstEnabledOne) {
@@ -42,10 +43,11 @@ TEST_F(DataFlows, SkipsADisabledNodeAndStopsAtTheFirstEnabledOne) {
 TEST_F(DataFlows, AnyEnableButZeroEnablesANode) {
     db.add(aNode("eth1", "WANoE").enabled(2));
     EXPECT_TRUE(flows.findLowWanPaths());
-    EXPECT_THAT(log.takeFrom(source), ElementsAre("trace: low wan doesn't have type 'MPoA'",
-                                                  "trace: low wan doesn't have type 'XDSL'",
-                                                  "info: found enabled low WAN path device 'eth1' [WANoE]",
-                                                  "info: found 1 low wan paths in data flow"));
+    EXPECT_THAT(log.takeFrom(flowsSource),
+                ElementsAre("trace: low wan doesn't have type 'MPoA'",
+                            "trace: low wan doesn't have type 'XDSL'",
+                            "info: found enabled low WAN path device 'eth1' [WANoE]",
+                            "info: found 1 low wan paths in data flow"));
 }
 
 TEST_F(DataFlows, OnlyTheFirstNodeOfATypeIsLookedAt) {
@@ -59,17 +61,17 @@ TEST_F(DataFlows, OnlyTheFirstNodeOfATypeIsLookedAt) {
 TEST_F(DataFlows, NoNodeOfAnyTypeIsNoFailure) {
     db.add(aNode("ptm0.7", "VLAN"));
     EXPECT_TRUE(flows.findLowWanPaths());
-    EXPECT_THAT(log.takeFrom(source), ElementsAre("trace: low wan doesn't have type 'MPoA'",
-                                                  "trace: low wan doesn't have type 'XDSL'",
-                                                  "trace: low wan doesn't have type 'WANoE'",
-                                                  "info: found 0 low wan paths in data flow"));
+    EXPECT_THAT(log.takeFrom(flowsSource), ElementsAre("trace: low wan doesn't have type 'MPoA'",
+                                                       "trace: low wan doesn't have type 'XDSL'",
+                                                       "trace: low wan doesn't have type 'WANoE'",
+                                                       "info: found 0 low wan paths in data flow"));
 }
 
 TEST_F(DataFlows, AFailedRequestForNodesFailsTheDiscovery) {
     db.add(aNode("eth1", "WANoE"));
     db.answer(EResultCode::refused, Operation::selectKey, "NetworkSetupNode", 1, 1);
     EXPECT_FALSE(flows.findLowWanPaths());
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(flowsSource),
                 ElementsAre("trace: low wan doesn't have type 'MPoA'",
                             "error: failed requesting table 'NetworkSetupNode' for low wan path"));
     log.takeFrom("dbaccess.cpp");
@@ -88,11 +90,11 @@ TEST_F(DataFlows, FindsTheLocalPaths) {
     db.add(aLogicalInterface("LocalLAN", "br0").isUp(0));
     db.add(aLogicalInterface("ProviderInternet", "ppp0"));
     EXPECT_TRUE(flows.findLocalNetworkPaths());
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(flowsSource),
                 ElementsAre("info: found logical interface 'LocalLoopback' for local network, phy if: 'lo'",
                             "info: found 1 local wan paths in data flow"));
     EXPECT_TRUE(flows.findLocalLanPaths());
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(flowsSource),
                 ElementsAre("info: found logical interface 'LocalLAN' for local LAN, phy if: 'br0'",
                             "info: found 1 local LAN paths in data flow"));
     EXPECT_THAT(log.takeTraces(), Contains("construct upper datapath for stack 'br0'"));
@@ -110,7 +112,7 @@ TEST_F(DataFlows, TheInterfacesOfLocalPathsAddUp) {
     db.add(aLogicalInterface("LocalLAN", "br0"));
     db.add(aLogicalInterface("LocalLAN", "br1"));
     EXPECT_TRUE(flows.findLocalLanPaths());
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(flowsSource),
                 ElementsAre("info: found logical interface 'LocalLAN' for local LAN, phy if: 'br0'",
                             "info: found logical interface 'LocalLAN' for local LAN, phy if: 'br1'",
                             "info: found 2 local LAN paths in data flow"));
@@ -118,14 +120,14 @@ TEST_F(DataFlows, TheInterfacesOfLocalPathsAddUp) {
     EXPECT_THAT(traces, Contains("construct upper datapath for stack 'br0'"));
     EXPECT_THAT(traces, Contains("construct upper datapath for stack 'br0 <=> br1'"));
     EXPECT_TRUE(flows.findLocalNetworkPaths());
-    EXPECT_THAT(log.takeFrom(source), ElementsAre("info: found 0 local wan paths in data flow"));
+    EXPECT_THAT(log.takeFrom(flowsSource), ElementsAre("info: found 0 local wan paths in data flow"));
 }
 
 TEST_F(DataFlows, LogicalInterfacesThatCannotBeCountedFailTheDiscovery) {
     db.answer(EResultCode::refused, Operation::size, "StatusNetifWatchLogical", 2);
     EXPECT_FALSE(flows.findLocalNetworkPaths());
     EXPECT_FALSE(flows.findLocalLanPaths());
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(flowsSource),
                 ElementsAre("error: could not get size of table 'StatusNetifWatchLogical'",
                             "error: could not get size of table 'StatusNetifWatchLogical'"));
     log.takeFrom("dbaccess.cpp");
@@ -137,7 +139,7 @@ TEST_F(DataFlows, ALogicalInterfaceThatCannotBeReadFailsTheDiscoveryAndKeepsWhat
     // Each walk reads row 0; building the path of br0 reads both rows in between.
     db.answer(EResultCode::refused, Operation::selectRow, "StatusNetifWatchLogical", 1, 3);
     EXPECT_FALSE(flows.findLocalLanPaths());
-    EXPECT_EQ(log.takeFrom(source).back(),
+    EXPECT_EQ(log.takeFrom(flowsSource).back(),
               "error: could not get row at offset 1 from table 'StatusNetifWatchLogical'");
     log.takeFrom("dbaccess.cpp");
     EXPECT_TRUE(flows.findLocalLanPaths());
@@ -152,9 +154,9 @@ TEST_F(DataFlows, ARevertWithoutAnApplyIsSkipped) {
 
 TEST_F(DataFlows, ApplyingNothingSucceeds) {
     EXPECT_TRUE(flows.applyQos());
-    EXPECT_THAT(log.takeFrom(source), ElementsAre("info: skip setting PCP egress map, done by fapi"));
+    EXPECT_THAT(log.takeFrom(flowsSource), ElementsAre("info: skip setting PCP egress map, done by fapi"));
     EXPECT_TRUE(flows.revertQos());
-    EXPECT_THAT(log.takeFrom(source), ElementsAre("info: skip removing PCP egress map, done by fapi"));
+    EXPECT_THAT(log.takeFrom(flowsSource), ElementsAre("info: skip removing PCP egress map, done by fapi"));
     EXPECT_THAT(shell.take(), IsEmpty());
 }
 
@@ -254,7 +256,7 @@ TEST_F(DataFlowsApply, AFailureStopsAtItsGroupAndTheRevertUndoesEverything) {
         EXPECT_FALSE(flows.applyQos());
         takePcpWarning();
         EXPECT_EQ(shell.takeChanges().size(), failing.nth);
-        const Lines lines = log.takeFrom(source);
+        const Lines lines = log.takeFrom(flowsSource);
         EXPECT_EQ(lines.back(), std::string("error: ") + failing.error);
         EXPECT_EQ(lines.size(), failing.nth == 4 ? 2u : 1u);
         EXPECT_EQ(log.takeErrors().size(), 1u); // the connector's own

@@ -8,7 +8,7 @@
 namespace zel::pacerd::test {
 namespace {
 
-const char* const source = "fapiqosconnector.cpp";
+const char* const connectorSource = "fapiqosconnector.cpp";
 
 // Running and undoing, with lists of the tests' own.
 class Connector : public DaemonTest {
@@ -37,7 +37,7 @@ TEST_F(Connector, RunsCommandsFrontToBack) {
     EXPECT_THAT(shell.take(), ElementsAre("a -A 1", "b -M 2"));
     EXPECT_THAT(applied, ElementsAre("earlier", "a -A 1", "b -M 2"));
     EXPECT_THAT(log.take(), ElementsAre("info: apply success: 'a -A 1'", "info: apply success: 'b -M 2'"));
-    EXPECT_THAT(log.sources(), ElementsAre(source));
+    EXPECT_THAT(log.sources(), ElementsAre(connectorSource));
 }
 
 TEST_F(Connector, StopsAtTheFirstCommandThatFailsWithItsRawStatus) {

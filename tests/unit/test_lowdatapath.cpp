@@ -5,7 +5,7 @@
 namespace zel::pacerd::test {
 namespace {
 
-const char* const source = "lowdatapath.cpp";
+const char* const lowSource = "lowdatapath.cpp";
 
 class LowDataPath : public DaemonTest {
   protected:
@@ -48,7 +48,7 @@ TEST_F(LowDataPath, ANodeWithoutProvidersIsAPathWithoutUpperPaths) {
     EXPECT_THAT(log.take(),
                 ElementsAre("trace: construct low datapath for NSN Id 1: type = 'XDSL', interface = 'ptm0'",
                             "trace: skip logicalInterface 'LocalLAN' in searching"));
-    EXPECT_THAT(log.sources(), ElementsAre(source));
+    EXPECT_THAT(log.sources(), ElementsAre(lowSource));
 }
 
 TEST_F(LowDataPath, FindsTheStackAboveIt) {
@@ -56,7 +56,7 @@ TEST_F(LowDataPath, FindsTheStackAboveIt) {
     db.add(aShaper("ptm0").rate(20000));
     const lowDataPath path(handle, db, 1);
     EXPECT_THAT(upperInterfaces(path), ElementsAre("ppp0"));
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(lowSource),
                 ElementsAre("trace: construct low datapath for NSN Id 1: type = 'XDSL', interface = 'ptm0'",
                             "trace: search root for upper if 'ppp0'",
                             "trace: found 'ppp0' in stack of upperIf ppp0",
@@ -79,7 +79,7 @@ TEST_F(LowDataPath, AStackWithAnotherRootBelongsToAnotherPath) {
     db.add(aLogicalInterface("ProviderInternet", "eth1"));
     const lowDataPath path(handle, db, 1);
     EXPECT_THAT(path.getUpperDataPathList(), IsEmpty());
-    EXPECT_EQ(log.takeFrom(source).back(), "trace: found interface stack 'eth1' for upper if 'eth1'");
+    EXPECT_EQ(log.takeFrom(lowSource).back(), "trace: found interface stack 'eth1' for upper if 'eth1'");
     EXPECT_THAT(upperInterfaces(lowDataPath(handle, db, 8)), ElementsAre("eth1"));
 }
 
@@ -104,7 +104,7 @@ TEST_F(LowDataPath, AllSearchesForInterfacesComeBeforeTheSearchesForStacks) {
     db.add(aLogicalInterface("Guest", "wlan1"));
     db.add(aLogicalInterface("ProviderIPTV", "off"));
     const lowDataPath path(handle, db, 1);
-    const Lines lines = log.takeFrom(source);
+    const Lines lines = log.takeFrom(lowSource);
     ASSERT_GT(lines.size(), 4u);
     EXPECT_EQ(lines[1], "trace: skip logicalInterface 'Guest' in searching");
     EXPECT_EQ(lines[2], "warning: skip searching upper interface for 'off' at 'ProviderIPTV'");
@@ -201,7 +201,8 @@ TEST_F(LowDataPath, ANodeThatIsNotThereCannotBeAPath) {
 TEST_F(LowDataPath, LogicalInterfacesThatCannotBeCountedFailThePath) {
     db.answer(EResultCode::refused, Operation::size, "StatusNetifWatchLogical");
     EXPECT_EQ(assertionOfBuilding(), "true == this->findUpperDataInterface() (lowdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(), "error: could not get size for table 'StatusNetifWatchLogical'");
+    EXPECT_EQ(log.takeFrom(lowSource).back(),
+              "error: could not get size for table 'StatusNetifWatchLogical'");
     log.takeFrom("dbaccess.cpp");
 }
 
@@ -210,7 +211,7 @@ TEST_F(LowDataPath, ALogicalInterfaceThatCannotBeReadFailsThePath) {
     db.add(aLogicalInterface("ProviderIPTV", "ptm0.7"));
     db.answer(EResultCode::refused, Operation::selectRow, "StatusNetifWatchLogical", 1, 1);
     EXPECT_EQ(assertionOfBuilding(), "true == this->findUpperDataInterface() (lowdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(),
+    EXPECT_EQ(log.takeFrom(lowSource).back(),
               "error: could not get row from table 'StatusNetifWatchLogical' at offset '1'");
     log.takeFrom("dbaccess.cpp");
 }
@@ -222,7 +223,7 @@ TEST_F(LowDataPath, FindsItsShapersInTableOrder) {
     db.add(aShaper("ptm0").enabled(0));
     db.add(aShaper("ptm0").rate(200).ingress(1));
     const lowDataPath path(handle, db, 1);
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(lowSource),
                 ElementsAre("trace: construct low datapath for NSN Id 1: type = 'XDSL', interface = 'ptm0'",
                             "trace: skip non-matching shaper for interface 'eth1' at offset 0",
                             "info: found active shaper for interface 'ptm0' with rate 100",
@@ -234,14 +235,14 @@ TEST_F(LowDataPath, FindsItsShapersInTableOrder) {
     EXPECT_THAT(commands, ElementsAre("earlier", "qcfg --port -A shape_wan -i ptm0 -s cb --pir 100 -t egress",
                                       "qcfg --port -A shape_wan -i ptm0 -s cb --pir 200 -t egress",
                                       "qcfg --port -A shape_wan_ing -i ptm0 -s cb --pir 200 -t ingress"));
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(lowSource),
                 ElementsAre("info: got 3 fapi qos shaper commands for interface 'ptm0'"));
 }
 
 TEST_F(LowDataPath, ShapersThatCannotBeCountedFailThePath) {
     db.answer(EResultCode::refused, Operation::size, "QoSShaper");
     EXPECT_EQ(assertionOfBuilding(), "true == this->findShaper() (lowdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(), "error: could not get soze of table 'QoSShaper'");
+    EXPECT_EQ(log.takeFrom(lowSource).back(), "error: could not get soze of table 'QoSShaper'");
     log.takeFrom("dbaccess.cpp");
 }
 
@@ -250,7 +251,7 @@ TEST_F(LowDataPath, AShaperThatCannotBeReadFailsThePath) {
     db.add(aShaper("ptm0"));
     db.answer(EResultCode::refused, Operation::selectRow, "QoSShaper", 1, 1);
     EXPECT_EQ(assertionOfBuilding(), "true == this->findShaper() (lowdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(), "error: could not get row at offset 1 from table 'QoSShaper'");
+    EXPECT_EQ(log.takeFrom(lowSource).back(), "error: could not get row at offset 1 from table 'QoSShaper'");
     log.takeFrom("dbaccess.cpp");
 }
 

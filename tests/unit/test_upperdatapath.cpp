@@ -5,7 +5,7 @@
 namespace zel::pacerd::test {
 namespace {
 
-const char* const source = "upperdatapath.cpp";
+const char* const upperSource = "upperdatapath.cpp";
 
 class UpperDataPath : public DaemonTest {
   protected:
@@ -64,7 +64,7 @@ TEST_F(UpperDataPath, AnInterfaceWithoutLogicalInterfacesIsStillAPath) {
     db.add(aRule().id(3).named("r").on("LocalLAN"));
     const upperDataPath path(handle, db, {"eth7"});
     EXPECT_EQ(path.getIfName(), "eth7");
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(upperSource),
                 ElementsAre("trace: construct upper datapath for stack 'eth7'",
                             "info: found 0 queues for datapath 'eth7'",
                             "trace: skip classifier for logical interface 'LocalLAN' @id 3 (r)",
@@ -159,7 +159,7 @@ TEST_F(UpperDataPath, EveryListIsCountedWithoutWhatStoodThereBefore) {
     EXPECT_TRUE(path.getFapiQosClassifierCmdList(commands));
     EXPECT_TRUE(path.getFapiQosIfMapCmdList(commands));
     EXPECT_TRUE(path.getFapiQosPcpMapCmdList(commands));
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(upperSource),
                 ElementsAre("info: got 2 fapi qos queue commands for interface 'ppp0'",
                             "info: got 1 fapi qos classifier commands for interface 'ppp0'",
                             "info: got 3 fapi ifmap commands for interface 'ppp0'",
@@ -185,7 +185,7 @@ TEST_F(UpperDataPath, ARuleWithoutACommandStillContributesAnEmptyOne) {
         commands,
         ElementsAre("", "",
                     "classcfg -A good -i ppp0 -p udp -j mark --mark_ing 5 --mark-loc 2 --priority 5"));
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(upperSource),
                 ElementsAre("info: got 3 fapi qos classifier commands for interface 'ppp0'"));
     log.expectError("unsupported classifier protocol 'esp'");
     log.expectError("error generation qos classifier command for 'bad'=>'action'");
@@ -198,7 +198,7 @@ TEST_F(UpperDataPath, AnEmptyInterfaceMapListIsAWarning) {
     EXPECT_TRUE(path.getFapiQosIfMapCmdList(commands));
     EXPECT_THAT(commands, IsEmpty());
     EXPECT_THAT(
-        log.takeFrom(source),
+        log.takeFrom(upperSource),
         ElementsAre(
             "info: got 0 fapi ifmap commands for interface 'ptm0'",
             "warning: ifmap command list is empty, check log if this is caused by already applied rules "
@@ -206,14 +206,15 @@ TEST_F(UpperDataPath, AnEmptyInterfaceMapListIsAWarning) {
     log.takeWarnings();
     commands = {"qcfg --queue -A"};
     EXPECT_TRUE(path.getFapiQosIfMapCmdList(commands));
-    EXPECT_THAT(log.takeFrom(source), ElementsAre("info: got 0 fapi ifmap commands for interface 'ptm0'"));
+    EXPECT_THAT(log.takeFrom(upperSource),
+                ElementsAre("info: got 0 fapi ifmap commands for interface 'ptm0'"));
     log.takeWarnings();
 }
 
 TEST_F(UpperDataPath, LogicalInterfacesThatCannotBeCountedEndTheConstruction) {
     db.answer(EResultCode::refused, Operation::size, "StatusNetifWatchLogical");
     EXPECT_EQ(assertionOfBuilding(), "true == this->fillLogicalInterfaces() (upperdatapath.cpp)");
-    EXPECT_THAT(log.takeFrom(source),
+    EXPECT_THAT(log.takeFrom(upperSource),
                 ElementsAre("trace: construct upper datapath for stack 'ppp0 <=> ptm0'",
                             "error: could not get size for table 'StatusNetifWatchLogical'"));
     log.takeFrom("dbaccess.cpp");
@@ -222,7 +223,7 @@ TEST_F(UpperDataPath, LogicalInterfacesThatCannotBeCountedEndTheConstruction) {
 TEST_F(UpperDataPath, ALogicalInterfaceThatCannotBeReadEndsTheConstruction) {
     db.answer(EResultCode::refused, Operation::selectRow, "StatusNetifWatchLogical", 1, 2);
     EXPECT_EQ(assertionOfBuilding(), "true == this->fillLogicalInterfaces() (upperdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(),
+    EXPECT_EQ(log.takeFrom(upperSource).back(),
               "error: could not get row from table 'StatusNetifWatchLogical' at offset '2'");
     log.takeFrom("dbaccess.cpp");
 }
@@ -230,7 +231,7 @@ TEST_F(UpperDataPath, ALogicalInterfaceThatCannotBeReadEndsTheConstruction) {
 TEST_F(UpperDataPath, QueuesThatCannotBeCountedEndTheConstruction) {
     db.answer(EResultCode::refused, Operation::size, "QoSQueues");
     EXPECT_EQ(assertionOfBuilding(), "true == this->findQueues() (upperdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(), "error: could not get size of table QoSQueues");
+    EXPECT_EQ(log.takeFrom(upperSource).back(), "error: could not get size of table QoSQueues");
     log.takeFrom("dbaccess.cpp");
 }
 
@@ -239,14 +240,15 @@ TEST_F(UpperDataPath, AQueueThatCannotBeReadEndsTheConstruction) {
     db.add(aQueue().on("LocalLAN"));
     db.answer(EResultCode::refused, Operation::selectRow, "QoSQueues", 1, 1);
     EXPECT_EQ(assertionOfBuilding(), "true == this->findQueues() (upperdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(), "error: could not get table's 'QoSQueues' row at offset 1");
+    EXPECT_EQ(log.takeFrom(upperSource).back(), "error: could not get table's 'QoSQueues' row at offset 1");
     log.takeFrom("dbaccess.cpp");
 }
 
 TEST_F(UpperDataPath, ClassifiersThatCannotBeCountedBlameTheActionTable) {
     db.answer(EResultCode::refused, Operation::size, "QoSClassification");
     EXPECT_EQ(assertionOfBuilding(), "true == this->findClassifier() (upperdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(), "error: could not get size of table 'QoSClassificationAction'");
+    EXPECT_EQ(log.takeFrom(upperSource).back(),
+              "error: could not get size of table 'QoSClassificationAction'");
     log.takeFrom("dbaccess.cpp");
 }
 
@@ -255,7 +257,7 @@ TEST_F(UpperDataPath, AClassifierThatCannotBeReadEndsTheConstruction) {
     db.add(aRule());
     db.answer(EResultCode::refused, Operation::selectRow, "QoSClassification", 1, 1);
     EXPECT_EQ(assertionOfBuilding(), "true == this->findClassifier() (upperdatapath.cpp)");
-    EXPECT_EQ(log.takeFrom(source).back(),
+    EXPECT_EQ(log.takeFrom(upperSource).back(),
               "error: could not get row with offset 1 from table 'QoSClassification'");
     log.takeFrom("dbaccess.cpp");
 }

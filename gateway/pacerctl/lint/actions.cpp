@@ -159,7 +159,7 @@ void unused(const LintInput& input, Findings& findings) {
     }
 }
 
-constexpr LintCheck checks[] = {
+constexpr LintCheck checksOfActions[] = {
     {"action-no-interface", Severity::warning, "An action's queue interface does not exist", noInterface},
     {"action-interface-off", Severity::error, "An action's queue interface is off", interfaceOff},
     {"mark-without-queue", Severity::warning, "A mark reaches no queue of its own", markWithoutQueue},
@@ -173,7 +173,7 @@ constexpr LintCheck checks[] = {
 } // namespace
 
 std::span<const LintCheck> actionChecks() {
-    return checks;
+    return checksOfActions;
 }
 
 } // namespace pacerctl

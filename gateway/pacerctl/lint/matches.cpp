@@ -130,7 +130,7 @@ void shadowed(const LintInput& input, Findings& findings) {
     }
 }
 
-constexpr LintCheck checks[] = {
+constexpr LintCheck checksOfMatches[] = {
     {"rule-address", Severity::error, "A rule's address cannot be read", addresses},
     {"rule-ip-versions", Severity::error, "A rule mixes IPv4 and IPv6", families},
     {"rule-ports", Severity::error, "A rule's port range cannot be used", ports},
@@ -140,7 +140,7 @@ constexpr LintCheck checks[] = {
 } // namespace
 
 std::span<const LintCheck> matchChecks() {
-    return checks;
+    return checksOfMatches;
 }
 
 } // namespace pacerctl

@@ -230,7 +230,7 @@ void serviceTwice(const LintInput& input, Findings& findings) {
     }
 }
 
-constexpr LintCheck checks[] = {
+constexpr LintCheck checksOfPaths[] = {
     {"no-wan-port", Severity::error, "No enabled node is a WAN port", noWanPort},
     {"no-internet", Severity::error, "There is no ProviderInternet", noInternet},
     {"no-dsl-row", Severity::warning, "StatusDsl has no row", noDslRow},
@@ -250,7 +250,7 @@ constexpr LintCheck checks[] = {
 } // namespace
 
 std::span<const LintCheck> pathChecks() {
-    return checks;
+    return checksOfPaths;
 }
 
 } // namespace pacerctl

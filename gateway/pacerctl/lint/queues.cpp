@@ -193,7 +193,7 @@ void noDefault(const LintInput& input, Findings& findings) {
     }
 }
 
-constexpr LintCheck checks[] = {
+constexpr LintCheck checksOfQueues[] = {
     {"queue-name-clash", Severity::error, "Two queues have one name in the system", sameName},
     {"queue-scheduler", Severity::error, "A queue's scheduler is unknown", unknownScheduler},
     {"queue-drop-algorithm", Severity::error, "A queue's drop algorithm is unknown", unknownDrop},
@@ -214,7 +214,7 @@ constexpr LintCheck checks[] = {
 } // namespace
 
 std::span<const LintCheck> queueChecks() {
-    return checks;
+    return checksOfQueues;
 }
 
 } // namespace pacerctl

@@ -199,7 +199,7 @@ void afterWanRule(const LintInput& input, Findings& findings) {
     }
 }
 
-constexpr LintCheck checks[] = {
+constexpr LintCheck checksOfRules[] = {
     {"rule-disabled", Severity::error, "A disabled rule keeps all rules from being removed", disabled},
     {"rule-protocol", Severity::error, "A rule's protocol is unknown", protocol},
     {"rule-ack-not-tcp", Severity::error, "An acknowledgement rule is not for tcp", ackWithoutTcp},
@@ -217,7 +217,7 @@ constexpr LintCheck checks[] = {
 } // namespace
 
 std::span<const LintCheck> ruleChecks() {
-    return checks;
+    return checksOfRules;
 }
 
 } // namespace pacerctl

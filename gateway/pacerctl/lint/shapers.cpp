@@ -96,7 +96,7 @@ void portNotShaped(const LintInput& input, Findings& findings) {
     }
 }
 
-constexpr LintCheck checks[] = {
+constexpr LintCheck checksOfShapers[] = {
     {"shaper-not-on-port", Severity::warning, "A shaper is not on the WAN port", wrongInterface},
     {"shaper-no-direction", Severity::warning, "A shaper shapes no direction", noDirection},
     {"shaper-rate", Severity::error, "A shaper has no usable rate", badRate},
@@ -107,7 +107,7 @@ constexpr LintCheck checks[] = {
 } // namespace
 
 std::span<const LintCheck> shaperChecks() {
-    return checks;
+    return checksOfShapers;
 }
 
 } // namespace pacerctl

@@ -177,7 +177,7 @@ void unknownName(const LintInput& input, Findings& findings) {
     }
 }
 
-constexpr LintCheck checks[] = {
+constexpr LintCheck checksOfValues[] = {
     {"shell-text", Severity::error, "A shell or tool would interpret a value", shellText},
     {"empty-name", Severity::error, "A rule or an interface has no name", emptyName},
     {"interface-name-length", Severity::error, "An interface name is too long", longInterfaceName},
@@ -192,7 +192,7 @@ constexpr LintCheck checks[] = {
 } // namespace
 
 std::span<const LintCheck> valueChecks() {
-    return checks;
+    return checksOfValues;
 }
 
 } // namespace pacerctl

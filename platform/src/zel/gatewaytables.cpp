@@ -63,7 +63,7 @@ constexpr GatewayColumn qosClassification[] = {
     {"DSCPMatchExclude", number},
 };
 
-constexpr std::array<GatewayTable, 7> tables = {{
+constexpr std::array<GatewayTable, 7> allTables = {{
     {"NetworkSetupNode", networkSetupNode},
     {"StatusDsl", statusDsl},
     {"StatusNetifWatchLogical", statusNetifWatchLogical},
@@ -76,13 +76,13 @@ constexpr std::array<GatewayTable, 7> tables = {{
 } // namespace
 
 std::span<const GatewayTable> gatewayTables() {
-    return tables;
+    return allTables;
 }
 
 const GatewayTable* findGatewayTable(std::string_view table) {
-    const auto found = std::find_if(tables.begin(), tables.end(),
+    const auto found = std::find_if(allTables.begin(), allTables.end(),
                                     [&](const GatewayTable& each) { return each.name == table; });
-    return found == tables.end() ? nullptr : &*found;
+    return found == allTables.end() ? nullptr : &*found;
 }
 
 const GatewayColumn* findGatewayColumn(std::string_view table, std::string_view column) {

@@ -11,7 +11,7 @@ namespace bench {
 
 namespace {
 
-constexpr int rounds = 100;
+constexpr int flaps = 100;
 constexpr int comparing = 10; // every tenth round
 constexpr int kills = 10;     // on the way up, and as many on the way down
 constexpr int killStep = 5;   // every fifth entry into or return from a system call
@@ -37,7 +37,7 @@ void manyRounds(Report& figures, const std::string& example) {
     const std::string before = outputOf("lab state");
     Compared compared;
     daemon.start(BENCH_PROGRAM_FOLDER);
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < flaps; ++round) {
         daemon.up();
         if (round == 0 && outputOf("lab state") == before) {
             throw std::runtime_error("WAN up changes nothing that is compared");
@@ -50,7 +50,7 @@ void manyRounds(Report& figures, const std::string& example) {
     daemon.up();
     daemon.stop();
     compared.take(before);
-    report(figures, std::to_string(rounds) + " ups and downs, " + example, compared);
+    report(figures, std::to_string(flaps) + " ups and downs, " + example, compared);
 }
 
 // At moments that lie evenly between the first command and the last.

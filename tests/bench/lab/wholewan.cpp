@@ -11,7 +11,7 @@ namespace bench {
 
 namespace {
 
-constexpr std::size_t rounds = 9;
+constexpr std::size_t roundsOfEach = 9;
 const std::string data = BENCH_SOURCE_FOLDER "/tests/bench/lab/";
 
 struct Times {
@@ -58,7 +58,7 @@ int wholeWan(const std::string& folder) {
         [&] { round(daemon, idle, floor); },
     };
     // Each comes first equally often.
-    for (std::size_t turn = 0; turn < rounds * contestants.size(); ++turn) {
+    for (std::size_t turn = 0; turn < roundsOfEach * contestants.size(); ++turn) {
         contestants[(turn + turn / contestants.size()) % contestants.size()]();
     }
 

@@ -1,7 +1,8 @@
 // The finished daemon against a model of its contract that shares no code with it: random gateways, random
 // changes, random failures; every command, message, level, order and the exit status.
 //
-// PACERD_MODEL_SEEDS says how many gateways (default 300), PACERD_MODEL_FIRST which comes first.
+// PACERD_MODEL_SEEDS says how many gateways (default 300, with sanitizers 100), PACERD_MODEL_FIRST which
+// comes first.
 #include "daemonmodel.h"
 #include "gatewaytest.h"
 #include "generator.h"
@@ -18,6 +19,11 @@ namespace e2e::model {
 namespace {
 
 constexpr int shards = 10;
+#ifdef E2E_SANITIZED
+constexpr int standardSeeds = 100;
+#else
+constexpr int standardSeeds = 300;
+#endif
 
 int setting(const char* name, int standard) {
     const char* value = std::getenv(name);
@@ -147,7 +153,7 @@ class ModelTest : public ::testing::TestWithParam<int> {};
 
 TEST_P(ModelTest, TheDaemonDoesWhatTheModelDoesForRandomGateways) {
     const int first = setting("PACERD_MODEL_FIRST", 1);
-    const int count = setting("PACERD_MODEL_SEEDS", 300);
+    const int count = setting("PACERD_MODEL_SEEDS", standardSeeds);
     for (int seed = first + GetParam(); seed < first + count && !HasFailure(); seed += shards) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Life(static_cast<unsigned>(seed)).run();

@@ -25,7 +25,11 @@ using e2e::model::Random;
 using e2e::model::ToolAnswers;
 using Lines = std::vector<std::string>;
 
+#ifdef E2E_SANITIZED
+constexpr unsigned seeds = 200;
+#else
 constexpr unsigned seeds = 800;
+#endif
 // A file of the form that pacerctl reads has every table and column.
 constexpr unsigned wholeSchemas = 7;
 

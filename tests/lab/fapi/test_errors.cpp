@@ -5,8 +5,8 @@ namespace fapi::test {
 // Each failure: one line that names tool, object, interface and reason; the kernel stays as it was.
 class Errors : public GatewayTest {};
 
-constexpr const char* queue = "qcfg --queue -A q -i ptm0 -t egress -l 5 -m sp --priority 1 -d tail --map 1";
-constexpr const char* rule =
+constexpr const char* aQueue = "qcfg --queue -A q -i ptm0 -t egress -l 5 -m sp --priority 1 -d tail --map 1";
+constexpr const char* aRule =
     "classcfg -A r -i br0 -p udp --dport 5060 -o ppp0 -j mark --mark 1 --mark-loc 1 --priority 1";
 
 TEST_F(Errors, ofUsageExitWithTwo) {
@@ -73,12 +73,12 @@ TEST_F(Errors, ofObjectsExitWithOne) {
     fails(1, "classcfg: rule r on br0: no such rule", "classcfg -D r -i br0");
     fails(1, "qcfg: shaper s on ptm0: no such shaper", "qcfg --port -D s -i ptm0 -t egress");
     fails(1, "ifcfg: ifmap ppp0 on ptm0: no such mapping", "ifcfg --ifmap -D ppp0 -t2 -bptm0 -lptm0");
-    ok(queue);
-    fails(1, "qcfg: queue q on ptm0: the name is in use", queue);
+    ok(aQueue);
+    fails(1, "qcfg: queue q on ptm0: the name is in use", aQueue);
     fails(1, "qcfg: queue p on ptm0: the queue q already takes mark 1",
           "qcfg --queue -A p -i ptm0 -t egress -l 5 -m sp --priority 1 -d tail --map 1");
-    ok(rule);
-    fails(1, "classcfg: rule r on br0: the name is in use", rule);
+    ok(aRule);
+    fails(1, "classcfg: rule r on br0: the name is in use", aRule);
     ok("qcfg --port -A s -i ptm0 -s cb --pir 1000 -t egress");
     fails(1, "qcfg: shaper t on ptm0: the port already has the shaper s",
           "qcfg --port -A t -i ptm0 -s cb --pir 1000 -t egress");
@@ -104,7 +104,7 @@ TEST_F(Errors, tooManyLeavingInterfacesLeaveTheKernelAsItWas) {
 
 TEST_F(Errors, aMissingPrivilegeIsNamed) {
     fails(1, "qcfg: queue q on ptm0: the capability CAP_NET_ADMIN is missing (run as root)",
-          std::string("setpriv --bounding-set -net_admin --inh-caps -net_admin ") + queue);
+          std::string("setpriv --bounding-set -net_admin --inh-caps -net_admin ") + aQueue);
 }
 
 TEST_F(Errors, aKernelRefusalIsTakenBackAndGivenInItsWords) {
@@ -113,7 +113,7 @@ TEST_F(Errors, aKernelRefusalIsTakenBackAndGivenInItsWords) {
     ok("tc qdisc add dev ppp0 ingress");
     const std::string before = dump();
     fails(1, "classcfg: rule r on br0: the ingress qdisc of ppp0 is not ours; clsact is needed in its place",
-          rule);
+          aRule);
     EXPECT_EQ(before, dump());
     EXPECT_EQ("", output("classcfg -Lall -ibr0"));
 }

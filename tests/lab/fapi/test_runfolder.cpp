@@ -21,14 +21,14 @@ class RunFolder : public GatewayTest {
 
 constexpr const char* first = "qcfg --queue -A q1 -i ptm0 -t egress -l 5 -m sp --priority 1 -d tail --map 1";
 constexpr const char* second = "qcfg --queue -A q2 -i ptm0 -t egress -l 6 -m sp --priority 2 -d tail --map 2";
-constexpr const char* rule =
+constexpr const char* voiceRule =
     "classcfg -A r -i br0 -p udp --dport 5060 -o ppp0 -j mark --mark 1 --mark-loc 1 --priority 1";
 
 TEST_F(RunFolder, thatIsReadOnlyFromTheBeginning) {
     const std::string before = dump();
     ok("mount -o remount,ro /run");
     fails(1, "qcfg: queue q1 on ptm0: state folder /run/fapi-qos: Read-only file system", first);
-    fails(1, "classcfg: rule r on br0: state folder /run/fapi-qos: Read-only file system", rule);
+    fails(1, "classcfg: rule r on br0: state folder /run/fapi-qos: Read-only file system", voiceRule);
     EXPECT_EQ(before, dump());
     EXPECT_EQ("", output("qcfg --queue -Lall -iptm0"));
 }
@@ -38,7 +38,7 @@ TEST_F(RunFolder, thatBecomesReadOnlyKeepsWhatThereIs) {
     ok(first);
     const std::string with = dump();
     ok("mount -o remount,ro /run");
-    for (const char* line : {second, "qcfg --queue -D q1 -i ptm0 -t egress", rule}) {
+    for (const char* line : {second, "qcfg --queue -D q1 -i ptm0 -t egress", voiceRule}) {
         const Result result = command(line);
         EXPECT_EQ(1, result.status) << line;
         EXPECT_NE(std::string::npos, result.err.find("Read-only file system")) << result.err;
@@ -55,7 +55,7 @@ TEST_F(RunFolder, thatIsFull) {
     ok(first);
     const std::string with = dumpOfAnyPrograms();
     fill();
-    for (const char* line : {second, rule}) {
+    for (const char* line : {second, voiceRule}) {
         const Result result = command(line);
         EXPECT_EQ(1, result.status) << line;
         EXPECT_NE(std::string::npos, result.err.find("No space left on device")) << result.err;

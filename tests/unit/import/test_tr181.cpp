@@ -22,17 +22,17 @@ const std::string voice = "Device.QoS.Queue.1.Enable=1\n"
                           "Device.QoS.Classification.1.TrafficClass=5\n";
 const std::string rule = "Device.QoS.Classification.1.";
 
-std::string rowsOf(const std::string& text, std::size_t table,
-                   std::map<std::string, std::string> chosen = {}) {
+std::string tr181Rows(const std::string& text, std::size_t table,
+                      std::map<std::string, std::string> chosen = {}) {
     const Imported imported = fromTr181("f", text, dslGateway(std::move(chosen)));
     return gateway::writeGatewayFile({imported.file.at(table)});
 }
 
-std::string rulesOf(const std::string& text) {
-    return rowsOf(text, 3);
+std::string tr181Rules(const std::string& text) {
+    return tr181Rows(text, 3);
 }
 
-std::string remarksOf(const std::string& text) {
+std::string tr181Remarks(const std::string& text) {
     return remarkLines("f", fromTr181("f", text, dslGateway()));
 }
 
@@ -51,14 +51,15 @@ TEST(Tr181, AnEmptyFileEmptiesTheTables) {
 TEST(Tr181, FollowsInterfaceReferencesByNameByLowerLayersAndByWhatTheUserSays) {
     const std::string queue = "Device.QoS.Queue.1.Enable=1\nDevice.QoS.Queue.1.TrafficClasses=1\n"
                               "Device.QoS.Queue.1.Precedence=1\nDevice.QoS.Queue.1.Interface=";
-    EXPECT_THAT(rowsOf(queue + "Device.IP.Interface.1\nDevice.IP.Interface.1.Name=ppp0", 1),
+    EXPECT_THAT(tr181Rows(queue + "Device.IP.Interface.1\nDevice.IP.Interface.1.Name=ppp0", 1),
                 HasSubstr("\"InterfaceName\": \"ProviderInternet\""));
     EXPECT_THAT(
-        rowsOf(queue + "Device.IP.Interface.1.\nDevice.IP.Interface.1.LowerLayers=Device.PPP.Interface.2.\n"
-                       "Device.PPP.Interface.2.Name=ppp0",
-               1),
+        tr181Rows(queue +
+                      "Device.IP.Interface.1.\nDevice.IP.Interface.1.LowerLayers=Device.PPP.Interface.2.\n"
+                      "Device.PPP.Interface.2.Name=ppp0",
+                  1),
         HasSubstr("\"InterfaceName\": \"ProviderInternet\""));
-    EXPECT_THAT(rowsOf(queue + "Device.IP.Interface.7", 1, {{"Device.IP.Interface.7", "ProviderIPTV"}}),
+    EXPECT_THAT(tr181Rows(queue + "Device.IP.Interface.7", 1, {{"Device.IP.Interface.7", "ProviderIPTV"}}),
                 HasSubstr("\"InterfaceName\": \"ProviderIPTV\""));
 }
 
@@ -79,9 +80,10 @@ TEST(Tr181, LowerLayersInACircleEnd) {
 }
 
 TEST(Tr181, AQueueOnAPortIsAQueueOnEveryInterfaceAboveIt) {
-    const std::string rows = rowsOf("Device.QoS.Queue.1.Enable=1\nDevice.QoS.Queue.1.Interface=ptm0\n"
-                                    "Device.QoS.Queue.1.TrafficClasses=3\nDevice.QoS.Queue.1.Precedence=3\n",
-                                    1);
+    const std::string rows =
+        tr181Rows("Device.QoS.Queue.1.Enable=1\nDevice.QoS.Queue.1.Interface=ptm0\n"
+                  "Device.QoS.Queue.1.TrafficClasses=3\nDevice.QoS.Queue.1.Precedence=3\n",
+                  1);
     EXPECT_THAT(rows, HasSubstr("\"InterfaceName\": \"ProviderInternet\""));
     EXPECT_THAT(rows, HasSubstr("\"InterfaceName\": \"ProviderIPTV\""));
     EXPECT_THAT(rows, ::testing::Not(HasSubstr("ProviderTR069")))
@@ -89,13 +91,13 @@ TEST(Tr181, AQueueOnAPortIsAQueueOnEveryInterfaceAboveIt) {
 }
 
 TEST(Tr181, ADisabledQueueStaysDisabledAndADisabledRuleStaysAway) {
-    EXPECT_THAT(rowsOf("Device.QoS.Queue.1.Interface=ppp0\nDevice.QoS.Queue.1.TrafficClasses=1\n", 1),
+    EXPECT_THAT(tr181Rows("Device.QoS.Queue.1.Interface=ppp0\nDevice.QoS.Queue.1.TrafficClasses=1\n", 1),
                 HasSubstr("\"Enable\": 0"));
     EXPECT_THAT(
-        remarksOf("Device.QoS.Queue.1.Interface=ppp0\n"),
+        tr181Remarks("Device.QoS.Queue.1.Interface=ppp0\n"),
         HasSubstr("f:1: Device.QoS.Queue.1.: assumed: not enabled, because it does not say Enable=true\n"));
     EXPECT_THAT(
-        remarksOf("Device.QoS.Classification.1.Enable=0\n"),
+        tr181Remarks("Device.QoS.Classification.1.Enable=0\n"),
         HasSubstr("f:1: Device.QoS.Classification.1.: not carried over: a disabled rule would keep all rules "
                   "from being taken back on WAN down\n"));
 }
@@ -103,9 +105,10 @@ TEST(Tr181, ADisabledQueueStaysDisabledAndADisabledRuleStaysAway) {
 TEST(Tr181, ARuleWithoutProtocolBecomesOneForTcpAndOneForUdp) {
     std::string text = voice;
     text.replace(text.find("Protocol=17"), 11, "DestPort=53");
-    EXPECT_THAT(rulesOf(text), HasSubstr(R"("Name": "classification_1_tcp")"));
-    EXPECT_THAT(rulesOf(text), HasSubstr(R"("Name": "classification_1_udp")"));
-    EXPECT_THAT(remarksOf(text), ::testing::Not(HasSubstr("tcp and udp only"))) << "nothing else has ports";
+    EXPECT_THAT(tr181Rules(text), HasSubstr(R"("Name": "classification_1_tcp")"));
+    EXPECT_THAT(tr181Rules(text), HasSubstr(R"("Name": "classification_1_udp")"));
+    EXPECT_THAT(tr181Remarks(text), ::testing::Not(HasSubstr("tcp and udp only")))
+        << "nothing else has ports";
 }
 
 // Each of them, if it were left away, would let the rule match more than it did.
@@ -115,8 +118,8 @@ TEST(Tr181, ARuleWithACriterionThatIsMissingHereIsLeftOutAsAWhole) {
           "EthernetPriorityCheck=0", "DestVendorClassID=x", "OutOfBandInfo=1", "ProtocolExclude=true",
           "DSCPCheck=46\nDevice.QoS.Classification.1.DSCPExclude=true", "TCPACK=true"}) {
         const std::string text = voice + rule + criterion + "\n";
-        EXPECT_EQ(rulesOf(text), "{\n  \"QoSClassification\": []\n}\n") << criterion;
-        EXPECT_THAT(remarksOf(text), HasSubstr("f:5: Device.QoS.Classification.1.: not carried over: "))
+        EXPECT_EQ(tr181Rules(text), "{\n  \"QoSClassification\": []\n}\n") << criterion;
+        EXPECT_THAT(tr181Remarks(text), HasSubstr("f:5: Device.QoS.Classification.1.: not carried over: "))
             << criterion;
     }
 }
@@ -126,8 +129,8 @@ TEST(Tr181, CriteriaThatSayThatTheyAreNotUsedAreNoCriteria) {
          {"VLANIDCheck=-1", "SourceMACAddress=", "IPLengthMin=0", "ProtocolExclude=false", "DSCPExclude=true",
           "TCPACKExclude=true", "SourceMACMask=ff:ff:ff:ff:ff:ff"}) {
         const std::string text = voice + rule + criterion + "\n";
-        EXPECT_EQ(rulesOf(text), rulesOf(voice)) << criterion;
-        EXPECT_EQ(remarksOf(text), remarksOf(voice)) << criterion;
+        EXPECT_EQ(tr181Rules(text), tr181Rules(voice)) << criterion;
+        EXPECT_EQ(tr181Remarks(text), tr181Remarks(voice)) << criterion;
     }
 }
 
@@ -135,8 +138,8 @@ TEST(Tr181, AcknowledgementsWithOtherCriteriaAreLeftOut) {
     std::string text = voice;
     text.replace(text.find("Protocol=17"), 11, "Protocol=6");
     text += rule + "TCPACK=1\n";
-    EXPECT_THAT(rulesOf(text), HasSubstr("\"TCPACK\": 1"));
-    EXPECT_EQ(rulesOf(text + rule + "DestPort=80\n"), "{\n  \"QoSClassification\": []\n}\n");
+    EXPECT_THAT(tr181Rules(text), HasSubstr("\"TCPACK\": 1"));
+    EXPECT_EQ(tr181Rules(text + rule + "DestPort=80\n"), "{\n  \"QoSClassification\": []\n}\n");
 }
 
 TEST(Tr181, APcpThatContradictsAnEarlierOneIsLeftAway) {
@@ -144,9 +147,9 @@ TEST(Tr181, APcpThatContradictsAnEarlierOneIsLeftAway) {
     const std::string text = voice + rule + "EthernetPriorityMark=5\n" + second + "Enable=1\n" + second +
                              "Interface=br0\n" + second + "Protocol=6\n" + second + "TrafficClass=5\n" +
                              second + "EthernetPriorityMark=6\n";
-    EXPECT_THAT(rowsOf(text, 2), HasSubstr("\"EthPriorityMark\": 5"));
-    EXPECT_THAT(rowsOf(text, 2), ::testing::Not(HasSubstr("\"EthPriorityMark\": 6")));
-    EXPECT_THAT(remarksOf(text),
+    EXPECT_THAT(tr181Rows(text, 2), HasSubstr("\"EthPriorityMark\": 5"));
+    EXPECT_THAT(tr181Rows(text, 2), ::testing::Not(HasSubstr("\"EthPriorityMark\": 6")));
+    EXPECT_THAT(tr181Remarks(text),
                 HasSubstr("f:14: Device.QoS.Classification.2.EthernetPriorityMark=6: not carried "
                           "over: an earlier rule gives packets of that queue on ppp0 the priority "
                           "5, and there can be only one\n"));
@@ -155,10 +158,10 @@ TEST(Tr181, APcpThatContradictsAnEarlierOneIsLeftAway) {
 TEST(Tr181, PacketsOfNoClassGoToTheDefaultQueue) {
     std::string text = voice;
     text.replace(text.find("Classification.1.TrafficClass=5"), 31, "Classification.1.DSCPMark=46");
-    EXPECT_THAT(rowsOf(text, 2), HasSubstr("\"DSCPMark\": 46, \"TrafficClass\": 8"));
-    EXPECT_THAT(rowsOf(text + "Device.QoS.DefaultTrafficClass=5\n", 2), HasSubstr("\"TrafficClass\": 8"));
-    EXPECT_THAT(rowsOf(text + "Device.QoS.DefaultTrafficClass=5\n", 1), HasSubstr("\"Precedence\": 8"));
-    EXPECT_THAT(rowsOf(text + "Device.QoS.DefaultQueue=Device.QoS.Queue.1\n", 1),
+    EXPECT_THAT(tr181Rows(text, 2), HasSubstr("\"DSCPMark\": 46, \"TrafficClass\": 8"));
+    EXPECT_THAT(tr181Rows(text + "Device.QoS.DefaultTrafficClass=5\n", 2), HasSubstr("\"TrafficClass\": 8"));
+    EXPECT_THAT(tr181Rows(text + "Device.QoS.DefaultTrafficClass=5\n", 1), HasSubstr("\"Precedence\": 8"));
+    EXPECT_THAT(tr181Rows(text + "Device.QoS.DefaultQueue=Device.QoS.Queue.1\n", 1),
                 HasSubstr("\"Precedence\": 8"));
 }
 
@@ -166,16 +169,16 @@ TEST(Tr181, AShaperNeedsARateInBitsAndAWanPort) {
     const std::string shaper = "Device.QoS.Shaper.1.";
     const std::string enabled = shaper + "Enable=1\n";
     const std::string onPpp = enabled + shaper + "Interface=ppp0\n";
-    EXPECT_EQ(rowsOf(onPpp + shaper + "ShapingRate=101\n", 0),
+    EXPECT_EQ(tr181Rows(onPpp + shaper + "ShapingRate=101\n", 0),
               "{\n  \"QoSShaper\": [\n    {\"Id\": 1, \"Enable\": 1, \"InterfaceName\": \"ptm0\", "
               "\"ShapeEgress\": 1, "
               "\"ShapingRate\": 1}\n  ]\n}\n");
     const std::string none = "{\n  \"QoSShaper\": []\n}\n";
-    EXPECT_EQ(rowsOf(onPpp, 0), none);
-    EXPECT_EQ(rowsOf(onPpp + shaper + "ShapingRate=100\n", 0), none);
-    EXPECT_EQ(rowsOf(enabled + shaper + "Interface=br0\n" + shaper + "ShapingRate=1000000\n", 0), none);
+    EXPECT_EQ(tr181Rows(onPpp, 0), none);
+    EXPECT_EQ(tr181Rows(onPpp + shaper + "ShapingRate=100\n", 0), none);
+    EXPECT_EQ(tr181Rows(enabled + shaper + "Interface=br0\n" + shaper + "ShapingRate=1000000\n", 0), none);
     EXPECT_THAT(
-        remarksOf(enabled + shaper + "Interface=br0\n" + shaper + "ShapingRate=1000000\n"),
+        tr181Remarks(enabled + shaper + "Interface=br0\n" + shaper + "ShapingRate=1000000\n"),
         HasSubstr("f:1: Device.QoS.Shaper.1.: not carried over: there is no WAN port below its interface\n"));
 }
 
@@ -209,7 +212,7 @@ TEST(Tr181, APortRangeThatEndsBeforeItBeginsIsAFault) {
 
 TEST(Tr181, TellsOfEveryParameterThatItDoesNotKnow) {
     EXPECT_THAT(
-        remarksOf(voice + rule + "X_EXAMPLE_Fast=1\n" + rule + "ForwardingPolicy=-1\n"),
+        tr181Remarks(voice + rule + "X_EXAMPLE_Fast=1\n" + rule + "ForwardingPolicy=-1\n"),
         HasSubstr("f:9: Device.QoS.Classification.1.X_EXAMPLE_Fast=1: not carried over: the parameter is "
                   "unknown here\n"));
 }

@@ -10,7 +10,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-std::vector<std::string> faultsOf(const std::string& text) {
+std::vector<std::string> tr181Faults(const std::string& text) {
     Faults faults("f");
     const Tr181File file(text, faults);
     try {
@@ -53,8 +53,8 @@ TEST(Tr181File, KnowsWhatNobodyHasRead) {
 
 TEST(Tr181File, EveryLineOfAnotherFormIsAFault) {
     EXPECT_THAT(
-        faultsOf("Device.A=1\nDevice.QoS.Queue.1.Enable true\nInternetGatewayDevice.A=1\nDevice.A.=1\n"
-                 "Device.A..B=1\nDevice.A b=1\n=1\n"),
+        tr181Faults("Device.A=1\nDevice.QoS.Queue.1.Enable true\nInternetGatewayDevice.A=1\nDevice.A.=1\n"
+                    "Device.A..B=1\nDevice.A b=1\n=1\n"),
         ElementsAre("f:2: \"Device.QoS.Queue.1.Enable true\" is no parameter; allowed: a full path, "
                     "\"=\" and a value, such as Device.QoS.Queue.1.Precedence=3",
                     ::testing::StartsWith("f:3: "), ::testing::StartsWith("f:4: "),
@@ -63,9 +63,9 @@ TEST(Tr181File, EveryLineOfAnotherFormIsAFault) {
 }
 
 TEST(Tr181File, AParameterThatComesTwiceIsAFault) {
-    EXPECT_THAT(faultsOf("Device.A=1\n\nDevice.A=1\n"),
+    EXPECT_THAT(tr181Faults("Device.A=1\n\nDevice.A=1\n"),
                 ElementsAre("f:3: Device.A stands in line 1 already"));
-    EXPECT_THAT(faultsOf(""), IsEmpty());
+    EXPECT_THAT(tr181Faults(""), IsEmpty());
 }
 
 } // namespace

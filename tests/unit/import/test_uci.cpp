@@ -24,18 +24,18 @@ const std::string line = "config interface wan\n"
                          "config class Low\n";
 const std::string toHigh = "config classify\noption target High\n";
 
-std::string rowsOf(const std::string& text, std::size_t table) {
+std::string uciRows(const std::string& text, std::size_t table) {
     const Imported imported = fromUci("f", text, dslGateway());
     return gateway::writeGatewayFile({imported.file.at(table)});
 }
 
-std::string rulesOf(const std::string& text) {
-    return rowsOf(text, 3);
+std::string uciRules(const std::string& text) {
+    return uciRows(text, 3);
 }
 
 const std::string noRules = "{\n  \"QoSClassification\": []\n}\n";
 
-std::string remarksOf(const std::string& text) {
+std::string uciRemarks(const std::string& text) {
     return remarkLines("f", fromUci("f", text, dslGateway()));
 }
 
@@ -75,7 +75,7 @@ TEST(Uci, TwoInterfacesOnOneLinuxInterfaceAreAFault) {
 
 TEST(Uci, TheSecondShaperOfAPortIsLeftAway) {
     EXPECT_THAT(
-        remarksOf(line + "config interface ProviderIPTV\noption upload 5\n"),
+        uciRemarks(line + "config interface ProviderIPTV\noption upload 5\n"),
         HasSubstr("f:11: config interface ProviderIPTV: upload 5: not carried over: the WAN port ptm0 has a "
                   "shaper already\n"));
 }
@@ -83,19 +83,19 @@ TEST(Uci, TheSecondShaperOfAPortIsLeftAway) {
 TEST(Uci, WithoutADownloadRateNothingComesInThroughQueues) {
     std::string text = line + toHigh + "option ports 22\n";
     text.erase(text.find("option download 2000\n"), 21);
-    EXPECT_THAT(rowsOf(text, 0), Not(HasSubstr("ShapeIngress")));
-    EXPECT_THAT(rowsOf(text, 1), Not(HasSubstr("Ingress")));
-    EXPECT_THAT(rulesOf(text), Not(HasSubstr("ProviderInternet")));
+    EXPECT_THAT(uciRows(text, 0), Not(HasSubstr("ShapeIngress")));
+    EXPECT_THAT(uciRows(text, 1), Not(HasSubstr("Ingress")));
+    EXPECT_THAT(uciRules(text), Not(HasSubstr("ProviderInternet")));
     EXPECT_THAT(
-        remarksOf(text + "option direction in\n"),
+        uciRemarks(text + "option direction in\n"),
         HasSubstr("not carried over: no enabled interface has a class \"High\" and a download rate\n"));
 }
 
 TEST(Uci, RulesThatOverrideComeFirstAndTheLastOfThemWins) {
-    const std::string rules = rulesOf(line + "config default a\noption target Low\noption proto udp\n" +
-                                      "config classify b\noption target High\noption proto udp\n" +
-                                      "config reclassify c\noption target High\noption proto udp\n" +
-                                      "config reclassify d\noption target Low\noption proto udp\n");
+    const std::string rules = uciRules(line + "config default a\noption target Low\noption proto udp\n" +
+                                       "config classify b\noption target High\noption proto udp\n" +
+                                       "config reclassify c\noption target High\noption proto udp\n" +
+                                       "config reclassify d\noption target Low\noption proto udp\n");
     const auto place = [&rules](const std::string& name) { return rules.find("\"Name\": \"" + name + "\""); };
     EXPECT_LT(place("d"), place("c"));
     EXPECT_LT(place("c"), place("b"));
@@ -105,15 +105,15 @@ TEST(Uci, RulesThatOverrideComeFirstAndTheLastOfThemWins) {
 
 TEST(Uci, OnlyWhatClassifyFindsHoldsForThePacketsThatComeBack) {
     EXPECT_THAT(
-        rulesOf(line + toHigh + "option proto udp\noption dsthost 192.0.2.1\noption srcports 1-2\n"),
+        uciRules(line + toHigh + "option proto udp\noption dsthost 192.0.2.1\noption srcports 1-2\n"),
         HasSubstr(R"("ClassifyInterface": "ProviderInternet", "SourceIP": "192.0.2.1", "Protocol": "udp", )"
                   R"("DestPortRange": "1:2"})"));
-    EXPECT_THAT(rulesOf(line + "config default\noption target High\noption proto udp\n"),
+    EXPECT_THAT(uciRules(line + "config default\noption target High\noption proto udp\n"),
                 Not(HasSubstr("ProviderInternet")));
 }
 
 TEST(Uci, ARuleForIncomingPacketsIsTakenAsItStands) {
-    EXPECT_EQ(rulesOf(line + toHigh + "option proto udp\noption direction in\noption srcports 53\n"),
+    EXPECT_EQ(uciRules(line + toHigh + "option proto udp\noption direction in\noption srcports 53\n"),
               "{\n  \"QoSClassification\": [\n    {\"Id\": 1, \"Name\": \"classify1_in\", \"Enable\": 1, "
               "\"QoSClassificationActionId\": 1, \"ClassifyInterface\": \"ProviderInternet\", \"Protocol\": "
               "\"udp\", "
@@ -129,18 +129,18 @@ TEST(Uci, ARuleWithACriterionThatIsMissingHereIsLeftOutAsAWhole) {
           "option ports !22", "option proto igmp\noption dstports 1",
           "option proto tcp\noption tcpflags ACK\noption dstports 80"}) {
         const std::string text = line + toHigh + criterion + "\n";
-        EXPECT_EQ(rulesOf(text), noRules) << criterion;
-        EXPECT_THAT(remarksOf(text), HasSubstr("f:10: config classify: not carried over: ")) << criterion;
+        EXPECT_EQ(uciRules(text), noRules) << criterion;
+        EXPECT_THAT(uciRemarks(text), HasSubstr("f:10: config classify: not carried over: ")) << criterion;
     }
 }
 
 TEST(Uci, OnePortCanBeExcluded) {
-    EXPECT_THAT(rulesOf(line + toHigh + "option proto tcp\noption dstports !22\noption direction out\n"),
+    EXPECT_THAT(uciRules(line + toHigh + "option proto tcp\noption dstports !22\noption direction out\n"),
                 HasSubstr("\"DestPortRange\": \"22\", \"DestPortRangeExclude\": 1"));
 }
 
 TEST(Uci, PortsOfBothEndsAreCombined) {
-    const std::string rules = rulesOf(
+    const std::string rules = uciRules(
         line + toHigh + "option proto tcp\noption direction out\noption srcports 1,2\noption dstports 3,4\n");
     for (const char* pair : {R"("DestPortRange": "3", "SourcePortRange": "1")",
                              R"("DestPortRange": "4", "SourcePortRange": "1")",
@@ -174,7 +174,7 @@ TEST(Uci, ValuesThatAreNotAllowedAreToldWithWhatIs) {
 }
 
 TEST(Uci, TellsOfEveryOptionThatItDoesNotKnow) {
-    EXPECT_THAT(remarksOf(line + toHigh + "option fast 1\nconfig other\noption a b\n"),
+    EXPECT_THAT(uciRemarks(line + toHigh + "option fast 1\nconfig other\noption a b\n"),
                 HasSubstr("f:12: config classify: fast 1: not carried over: the option is unknown here\n"
                           "f:14: config other: a b: not carried over: the option is unknown here\n"));
 }

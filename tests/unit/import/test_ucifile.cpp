@@ -17,7 +17,7 @@ std::vector<UciSection> parsed(const std::string& text) {
     return sections;
 }
 
-std::vector<std::string> faultsOf(const std::string& text) {
+std::vector<std::string> uciFaults(const std::string& text) {
     try {
         parsed(text);
     } catch (const ImportError& error) {
@@ -60,7 +60,7 @@ TEST(UciFile, KnowsWhatNobodyHasRead) {
 
 TEST(UciFile, EveryLineOfAnotherFormIsAFault) {
     EXPECT_THAT(
-        faultsOf("option x 1\nconfig a\noption x\noption x 'y\nnonsense\noption x 1 2\nconfig\n"),
+        uciFaults("option x 1\nconfig a\noption x\noption x 'y\nnonsense\noption x 1 2\nconfig\n"),
         ElementsAre("f:1: \"option x 1\" is not UCI; allowed: config TYPE [NAME], and below it option NAME "
                     "VALUE or list NAME VALUE, with quotes around what holds blanks",
                     StartsWith("f:3: "), StartsWith("f:4: "), StartsWith("f:5: "), StartsWith("f:6: "),
@@ -68,7 +68,7 @@ TEST(UciFile, EveryLineOfAnotherFormIsAFault) {
 }
 
 TEST(UciFile, AnOptionThatComesTwiceIsAFault) {
-    EXPECT_THAT(faultsOf("config a\noption x 1\noption x 2\n"),
+    EXPECT_THAT(uciFaults("config a\noption x 1\noption x 2\n"),
                 ElementsAre("f:3: option x is given twice in this section"));
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "gateways.h"
+#include "pacerctl/report.h"
 
 #include <functional>
 #include <string>
@@ -9,7 +10,6 @@
 
 namespace pacerctl::test {
 
-using Json = nlohmann::ordered_json;
 using Change = std::function<void(Json&)>; // of the clean gateway
 
 struct Trap {

@@ -16,7 +16,7 @@ namespace pacerctl {
 
 namespace {
 
-const char* const commands[] = {"plan", "lint", "explain", "status", "verify", "top", "metrics", "graph"};
+const char* const subcommands[] = {"plan", "lint", "explain", "status", "verify", "top", "metrics", "graph"};
 
 std::string contentOf(const std::string& name) {
     std::ifstream stream(std::string(PACERD_SOURCE_DIR "/") + name, std::ios::binary);
@@ -60,7 +60,7 @@ void collectKeys(const Json& json, std::set<std::string>& keys) {
 
 TEST(Manual, NamesEveryCommandAndOption) {
     const std::string text = manual();
-    for (const std::string command : commands) {
+    for (const std::string command : subcommands) {
         EXPECT_TRUE(has(text, "\n.SS " + command + "\n")) << command;
         for (const std::string& option : optionsOf(command)) {
             EXPECT_TRUE(option == "--help" || text.find(option) != std::string::npos)
@@ -80,7 +80,7 @@ TEST(Manual, NamesEveryCheckOfLintWithItsSeverity) {
 
 TEST(Completion, KnowsEveryCommandAndOption) {
     const std::string text = contentOf("packaging/completions/pacerctl");
-    for (const std::string command : commands) {
+    for (const std::string command : subcommands) {
         EXPECT_TRUE(std::regex_search(text, std::regex("\\| " + command + "\\b|" + command + " \\|")))
             << command;
         for (const std::string& option : optionsOf(command)) {

@@ -19,7 +19,6 @@ namespace pacerctl {
 namespace {
 
 using test::Change;
-using test::Json;
 using test::Trap;
 
 // Each finding as "check Table/Id/Column", in the order reported.

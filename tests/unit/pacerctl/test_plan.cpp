@@ -11,7 +11,6 @@ namespace pacerctl {
 
 namespace {
 
-using test::Json;
 using testing::HasSubstr;
 
 Plan planOf(const Snapshot& snapshot, Assume assume = Assume::nothing) {

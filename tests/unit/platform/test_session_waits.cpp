@@ -20,7 +20,7 @@ using ovsdb::TransactResult;
 using Status = TransactResult::Status;
 using std::chrono::milliseconds;
 
-Json schema() {
+Json schemaOfIds() {
     const Json columns = {{"Id", {{"type", "integer"}}}};
     return {{"name", "Db"}, {"tables", {{"T", {{"columns", columns}}}}}};
 }
@@ -71,7 +71,7 @@ TEST_F(SessionWaitsTest, they_connect_without_waiting_for_the_pause_to_end) {
     open();
     EXPECT_FALSE(session->start());
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor({{"T", rowOf(1, {{"Id", 1}})}});
         peer.waitUntilClosed();
     });
@@ -86,7 +86,7 @@ TEST_F(SessionWaitsTest, they_connect_without_waiting_for_the_pause_to_end) {
 
 TEST_F(SessionWaitsTest, a_transaction_gets_its_own_answer_and_leaves_the_changes_to_process) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         const auto request = peer.read();
         peer.update({{"T", rowOf(1, {{"Id", 1}})}});
@@ -115,7 +115,7 @@ TEST_F(SessionWaitsTest, a_transaction_gets_its_own_answer_and_leaves_the_change
 
 TEST_F(SessionWaitsTest, a_transaction_may_come_before_the_first_snapshot) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor({{"T", rowOf(1, {{"Id", 1}})}});
         peer.reply(*peer.read(), Json::array());
         peer.waitUntilClosed();
@@ -131,7 +131,7 @@ TEST_F(SessionWaitsTest, a_transaction_may_come_before_the_first_snapshot) {
 
 TEST_F(SessionWaitsTest, a_request_that_the_server_refuses_as_a_whole_says_why) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         peer.refuse(*peer.read(), {{"error", "not allowed"}});
         peer.waitUntilClosed();
@@ -144,7 +144,7 @@ TEST_F(SessionWaitsTest, a_request_that_the_server_refuses_as_a_whole_says_why) 
 
 TEST_F(SessionWaitsTest, a_server_that_does_not_answer_in_time_counts_as_lost) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         peer.waitUntilClosed();
     });
@@ -158,7 +158,7 @@ TEST_F(SessionWaitsTest, a_server_that_does_not_answer_in_time_counts_as_lost) {
 
 TEST_F(SessionWaitsTest, a_server_that_reads_nothing_holds_nobody_up_for_longer) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         peer.sleepUntilClosed();
     });
@@ -171,7 +171,7 @@ TEST_F(SessionWaitsTest, a_server_that_reads_nothing_holds_nobody_up_for_longer)
 
 TEST_F(SessionWaitsTest, a_request_that_the_socket_does_not_take_at_once_arrives_whole) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         const auto request = peer.read();
         peer.reply(*request, {{{"count", request->at("params").dump().size()}}});
@@ -196,7 +196,7 @@ TEST_F(SessionWaitsTest, a_reader_does_not_wait_as_long_as_the_connection_does) 
 
 TEST_F(SessionWaitsTest, a_server_that_goes_away_meanwhile_is_not_waited_for) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         peer.read();
     });
@@ -207,7 +207,7 @@ TEST_F(SessionWaitsTest, a_server_that_goes_away_meanwhile_is_not_waited_for) {
 
 TEST_F(SessionWaitsTest, garbage_instead_of_an_answer_ends_the_wait) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         peer.read();
         peer.send("garbage");
@@ -220,7 +220,7 @@ TEST_F(SessionWaitsTest, garbage_instead_of_an_answer_ends_the_wait) {
 
 TEST_F(SessionWaitsTest, the_interrupt_ends_every_wait_and_stays_set) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         peer.waitUntilClosed();
     });
@@ -240,7 +240,7 @@ TEST_F(SessionWaitsTest, the_interrupt_ends_every_wait_and_stays_set) {
 
 TEST_F(SessionWaitsTest, changes_that_pile_up_behind_an_answer_have_a_limit) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
-        peer.answerSchema(schema());
+        peer.answerSchema(schemaOfIds());
         peer.answerMonitor();
         peer.read();
         const Json update = {{"T", rowOf(1, {{"Id", 1}, {"Name", std::string(10'000, 'x')}})}};
