@@ -2,9 +2,11 @@
 #include "fakeserver.h"
 #include "gatewaytest.h"
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -91,6 +93,31 @@ TEST_F(HostileServersTest, OneThatAnswersEveryRequestWithAnError) {
 
 TEST_F(HostileServersTest, OneThatNestsWithoutEnd) {
     expectSurvival([](int connection) { FakeServer::send(connection, std::string(3'000'000, '[')); }, 2);
+}
+
+TEST_F(HostileServersTest, OneThatSendsWithoutEndDoesNotDelayAStop) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can let so much wait that there is always more";
+    }
+    std::string notices;
+    while (notices.size() < 1'000'000) {
+        notices += R"({"id":null,"method":"locked","params":["x"]})";
+    }
+    std::atomic<int> rounds = 0;
+    constexpr int end = 5000; // many times what is read until patience ends
+    const FakeServer fake([&](int connection) {
+        const int room = 50'000'000;
+        setsockopt(connection, SOL_SOCKET, SO_SNDBUFFORCE, &room, sizeof room);
+        while (rounds < end && FakeServer::send(connection, notices)) {
+            ++rounds;
+        }
+    });
+    daemon.emplace();
+    ASSERT_TRUE(eventually([&] { return rounds > 20; }));
+    EXPECT_EQ(daemon->stop(SIGTERM), 0);
+    EXPECT_LT(rounds, end);
+    EXPECT_EQ(outagesReported(), 0U) << ::testing::PrintToString(log.messages());
+    rounds = end;
 }
 
 #ifndef E2E_SANITIZED // which need memory of their own

@@ -47,14 +47,15 @@ void FakeServer::listen() {
     }
 }
 
-void FakeServer::send(int connection, const std::string& text) {
+bool FakeServer::send(int connection, const std::string& text) {
     for (std::size_t sent = 0; sent < text.size();) {
         const ssize_t count = ::send(connection, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
         if (count <= 0) {
-            return;
+            return false;
         }
         sent += static_cast<std::size_t>(count);
     }
+    return true;
 }
 
 void FakeServer::waitUntilClosed(int connection) {

@@ -19,8 +19,8 @@ class FakeServer {
 
     int connections() const { return connections_; }
 
-    // Returns early if the other side has gone.
-    static void send(int connection, const std::string& text);
+    // Returns false, and early, if the other side has gone.
+    static bool send(int connection, const std::string& text);
     static void waitUntilClosed(int connection);
 
   private:

@@ -60,6 +60,10 @@ bool FakePeer::update(const Json& tables) {
         Json{{"id", nullptr}, {"method", "update"}, {"params", Json::array({"replica", tables})}}.dump());
 }
 
+bool FakePeer::makeRoom(int bytes) const {
+    return ::setsockopt(fd_, SOL_SOCKET, SO_SNDBUFFORCE, &bytes, sizeof bytes) == 0;
+}
+
 void FakePeer::waitUntilClosed() {
     while (read()) {
     }

@@ -31,6 +31,9 @@ class FakePeer {
     // An update notification of the client's monitor.
     bool update(const ovsdb::Json& tables);
 
+    // Lets so many bytes wait for the client before send() does; root only, else false.
+    bool makeRoom(int bytes) const;
+
     // Reads and forgets until the client has gone.
     void waitUntilClosed();
     // The same without reading.

@@ -238,6 +238,25 @@ TEST_F(SessionWaitsTest, the_interrupt_ends_every_wait_and_stays_set) {
     EXPECT_TRUE(session->isLive()) << "the server has done nothing wrong";
 }
 
+TEST_F(SessionWaitsTest, a_server_that_chats_without_end_and_gives_no_answer_holds_nobody_up) {
+    const FakeServer server(path, [&](FakePeer& peer, int) {
+        peer.answerSchema(schemaOfIds());
+        peer.answerMonitor();
+        peer.read();
+        const auto end = Session::Clock::now() + 2 * patience;
+        for (int sent = 0; Session::Clock::now() < end; ++sent) { // so that there is always something to read
+            constexpr int ahead = 100;
+            if (!peer.send(R"({"id": 1, "method": "echo", "params": []})") ||
+                (sent > ahead && !peer.read())) {
+                return;
+            }
+        }
+    });
+    open(milliseconds(500));
+    EXPECT_LT(timed([&] { EXPECT_EQ(session->transact(nothing).status, Status::noAnswer); }), patience);
+    EXPECT_EQ(session->lastOutage(), "gave no answer within 500 ms");
+}
+
 TEST_F(SessionWaitsTest, changes_that_pile_up_behind_an_answer_have_a_limit) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
         peer.answerSchema(schemaOfIds());
