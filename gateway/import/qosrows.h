@@ -3,6 +3,7 @@
 
 #include "import/imported.h"
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <set>
@@ -16,6 +17,7 @@ inline constexpr int assumedBufferLen = 64; // packets
 inline constexpr int defaultQueue = 8;      // the precedence that makes a queue its interface's default
 inline constexpr int maxPrecedence = 15;
 inline constexpr int maxWeight = 1000;
+inline constexpr std::size_t maxQueueName = 64;
 
 struct Queue {
     bool enable = true;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <map>
 #include <string_view>
 
@@ -18,7 +17,7 @@ constexpr long long bitsPerKbit = 1000;
 constexpr long long maxPercent = 100;
 
 // Reasons for single parameters of the objects that are carried over, by the parameter's own name.
-constexpr KnownReason knownReasons[] = {
+constexpr KnownReason parameterReasons[] = {
     {"Alias", "it has no name here"},
     {"App", "there are no application objects here"},
     {"CurrentShapingBurstSize", "it is a state"},
@@ -46,7 +45,7 @@ std::string reasonFor(const std::string& path) {
         }
     }
     const std::string name = path.substr(path.rfind('.') + 1);
-    std::string known = knownReason(knownReasons, name);
+    std::string known = knownReason(parameterReasons, name);
     if (!known.empty()) {
         return known;
     }
@@ -56,7 +55,7 @@ std::string reasonFor(const std::string& path) {
 
 void importShaper(Tr181Reader& reader, const Object& object, QosRows& rows) {
     const bool enable = reader.enabled(object);
-    const long long rate = reader.number(object, "ShapingRate", -1, std::numeric_limits<int>::max(), -1);
+    const long long rate = reader.number(object, "ShapingRate", -1, anyNumber, -1);
     if (rate < 0) {
         reader.leaveOut(object, "it has no ShapingRate");
         return;

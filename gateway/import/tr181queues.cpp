@@ -4,14 +4,11 @@
 #include "import/words.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace importers {
 
 namespace {
 
-constexpr long long anyNumber = std::numeric_limits<int>::max();
-constexpr std::size_t maxQueueName = 64;
 constexpr long long packetBytes = 1500;
 constexpr long long maxBufferLen = 65535;
 

@@ -4,10 +4,14 @@
 #include "import/interfaces.h"
 #include "import/tr181file.h"
 
+#include <limits>
 #include <string>
 #include <vector>
 
 namespace importers {
+
+// The bound of numbers for which the data model has none.
+inline constexpr long long anyNumber = std::numeric_limits<int>::max();
 
 class Tr181Reader {
   public:

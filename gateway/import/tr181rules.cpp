@@ -3,7 +3,6 @@
 #include "import/words.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace importers {
 
@@ -11,7 +10,6 @@ namespace {
 
 using Kind = Remark::Kind;
 
-constexpr long long anyNumber = std::numeric_limits<int>::max();
 constexpr std::size_t maxTr181RuleName = 48; // leaves room for what makes it unique
 constexpr int igmp = 2;
 constexpr int tcp = 6;

@@ -17,9 +17,8 @@ namespace {
 using Kind = Remark::Kind;
 
 constexpr long long maxRate = 10'000'000; // kbit/s
-constexpr std::size_t maxQueueName = 64;
 
-constexpr KnownReason knownReasons[] = {
+constexpr KnownReason optionReasons[] = {
     {"avgrate", "a weighted queue has its share, and no guaranteed rate beside it"},
     {"comment", "a rule has a name and no comment"},
     {"halfduplex", "each direction is shaped by itself"},
@@ -246,7 +245,7 @@ void UciImporter::remarkUnread() {
             const std::string subject = "config " + section.type() +
                                         (section.name().empty() ? "" : " " + section.name()) + ": " +
                                         option.name + " " + option.value;
-            std::string reason = knownReason(knownReasons, option.name);
+            std::string reason = knownReason(optionReasons, option.name);
             if (reason.empty()) {
                 reason = "the option is unknown here";
             }

@@ -33,7 +33,7 @@ Counters counters(const ToolJson& json) {
             count("backlog_bytes")};
 }
 
-AppliedQueue toQueue(const ToolJson& json) {
+AppliedQueue appliedQueue(const ToolJson& json) {
     AppliedQueue queue;
     queue.name = text(json, "name");
     queue.interface = text(json, "interface");
@@ -48,7 +48,7 @@ AppliedQueue toQueue(const ToolJson& json) {
     return queue;
 }
 
-AppliedRule toRule(const ToolJson& json) {
+AppliedRule appliedRule(const ToolJson& json) {
     AppliedRule rule;
     rule.name = text(json, "name");
     rule.interface = text(json, "interface");
@@ -86,8 +86,8 @@ void addMembers(const ToolJson& json, Applied& applied) {
         applied.shapers.push_back({text(entry, "name"), text(entry, "interface"), text(entry, "direction"),
                                    number(entry, "rate_kbit"), counters(entry)});
     });
-    each("queues", [&](const ToolJson& entry) { applied.queues.push_back(toQueue(entry)); });
-    each("rules", [&](const ToolJson& entry) { applied.rules.push_back(toRule(entry)); });
+    each("queues", [&](const ToolJson& entry) { applied.queues.push_back(appliedQueue(entry)); });
+    each("rules", [&](const ToolJson& entry) { applied.rules.push_back(appliedRule(entry)); });
     each("unclassified", [&](const ToolJson& entry) {
         applied.rests.push_back({text(entry, "port"), text(entry, "direction"), counters(entry)});
     });

@@ -118,7 +118,7 @@ void noAction(const LintInput& input, Findings& findings) {
     });
 }
 
-void notBuilt(const LintInput& input, Findings& findings) {
+void ruleNotBuilt(const LintInput& input, Findings& findings) {
     for (const Rule& row : input.gateway.rules) {
         if (row.enable != 0 && input.isNowhere(row.service)) {
             const bool isOff = input.gateway.findService(row.service) != nullptr;
@@ -130,7 +130,7 @@ void notBuilt(const LintInput& input, Findings& findings) {
     }
 }
 
-void sameName(const LintInput& input, Findings& findings) {
+void sameRuleName(const LintInput& input, Findings& findings) {
     const auto& rules = input.built.rules;
     for (std::size_t i = 0; i < rules.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j) {
@@ -208,8 +208,8 @@ constexpr LintCheck checksOfRules[] = {
     {"rule-dscp-text", Severity::error, "A rule's DSCP is no number", dscpText},
     {"rule-dscp-range", Severity::error, "A rule's DSCP is out of range", dscpRange},
     {"rule-no-action", Severity::error, "A rule has no action", noAction},
-    {"rule-not-built", Severity::warning, "A rule is on no path", notBuilt},
-    {"rule-name-twice", Severity::error, "Two rules of an interface have one name", sameName},
+    {"rule-not-built", Severity::warning, "A rule is on no path", ruleNotBuilt},
+    {"rule-name-twice", Severity::error, "Two rules of an interface have one name", sameRuleName},
     {"rule-name-in-other", Severity::warning, "A rule's name is a word of another's", nameInOther},
     {"rule-after-wan-rule", Severity::error, "A rule is built for the wrong direction", afterWanRule},
 };

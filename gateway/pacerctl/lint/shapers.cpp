@@ -26,7 +26,7 @@ void wrongInterface(const LintInput& input, Findings& findings) {
     }
 }
 
-void noDirection(const LintInput& input, Findings& findings) {
+void shapesNoDirection(const LintInput& input, Findings& findings) {
     for (const Shaper& row : input.gateway.shapers) {
         if (row.enable == 1 && row.egress != 1 && row.ingress != 1) {
             findings.add(rowOf(row), shaper::colEgress,
@@ -98,7 +98,7 @@ void portNotShaped(const LintInput& input, Findings& findings) {
 
 constexpr LintCheck checksOfShapers[] = {
     {"shaper-not-on-port", Severity::warning, "A shaper is not on the WAN port", wrongInterface},
-    {"shaper-no-direction", Severity::warning, "A shaper shapes no direction", noDirection},
+    {"shaper-no-direction", Severity::warning, "A shaper shapes no direction", shapesNoDirection},
     {"shaper-rate", Severity::error, "A shaper has no usable rate", badRate},
     {"shaper-replaced", Severity::warning, "Two shapers limit one port in one direction", replaced},
     {"port-not-shaped", Severity::warning, "The WAN port has queues, but no shaper", portNotShaped},

@@ -1,0 +1,2 @@
+// No program of use: its precompiled headers serve the tests.
+int main() {}
