@@ -200,14 +200,16 @@ class Workshop:
 
 
 def read_reasons():
-    """`file: before => after` lines of survivors.txt, each followed by its reason, indented."""
-    reasons, key = {}, None
+    """`file: before => after` lines of survivors.txt, followed by the reason of all of them, indented."""
+    reasons, keys, reason = {}, [], ""
     for line in (pathlib.Path(__file__).parent / "survivors.txt").read_text().splitlines():
-        if line and not line.startswith((" ", "#")):
-            key = line
-            reasons[key] = ""
-        elif line.startswith(" ") and key:
-            reasons[key] = (reasons[key] + " " + line.strip()).strip()
+        if line.startswith(" "):
+            reason = (reason + " " + line.strip()).strip()
+            reasons.update(dict.fromkeys(keys, reason))
+        elif line and not line.startswith("#"):
+            if reason:
+                keys, reason = [], ""
+            keys.append(line)
     return reasons
 
 
