@@ -305,8 +305,7 @@ long long Session::request(const char* method, Json params) {
 
 TransactResult::Status Session::waitForSnapshot(milliseconds timeout) {
     using Status = TransactResult::Status;
-    const Status status =
-        waitUntil(Clock::now() + timeout, [this] { return snapshotInInbox_ || state_ == State::live; });
+    const Status status = waitFor(timeout, [this] { return snapshotInInbox_ || state_ == State::live; });
     if (status == Status::answered && !earlyChange_ && !replica_) {
         earlyChange_ = process();
         if (!earlyChange_) {
@@ -317,8 +316,8 @@ TransactResult::Status Session::waitForSnapshot(milliseconds timeout) {
 }
 
 TransactResult::Status Session::waitForSchema() {
-    return waitUntil(Clock::now() + options_.answerTimeout,
-                     [this] { return state_ == State::monitorRequested || state_ == State::live; });
+    return waitFor(options_.answerTimeout,
+                   [this] { return state_ == State::monitorRequested || state_ == State::live; });
 }
 
 TransactResult Session::transact(const Transaction& transaction) {
@@ -334,8 +333,7 @@ TransactResult Session::transact(const Transaction& transaction) {
     }
     awaitedReply_.reset();
     awaitedId_ = request("transact", std::move(params));
-    result.status =
-        waitUntil(Clock::now() + options_.answerTimeout, [this] { return awaitedReply_.has_value(); });
+    result.status = waitFor(options_.answerTimeout, [this] { return awaitedReply_.has_value(); });
     awaitedId_ = 0;
     if (result.status == Status::answered) {
         const Json reply = std::move(*awaitedReply_);
@@ -349,11 +347,13 @@ TransactResult Session::transact(const Transaction& transaction) {
 }
 
 template <typename Condition>
-TransactResult::Status Session::waitUntil(Clock::time_point until, Condition condition) {
+TransactResult::Status Session::waitFor(milliseconds patience, Condition condition) {
     using Status = TransactResult::Status;
     if (state_ == State::disconnected && !attempt()) {
         return Status::notConnected;
     }
+    // Counted from here: as long as the connection waits itself is not to end before due_.
+    const auto until = Clock::now() + patience;
     while (!condition()) {
         guarded([this] {
             stream_.flush();

@@ -147,7 +147,7 @@ class Session {
     static const Json& resultOf(const Json& reply, const char* request);
 
     template <typename Condition>
-    TransactResult::Status waitUntil(Clock::time_point deadline, Condition condition);
+    TransactResult::Status waitFor(std::chrono::milliseconds patience, Condition condition);
     enum class Wait { ready, timedOut, interrupted };
     Wait waitForEvent(Clock::time_point deadline) const;
 

@@ -156,6 +156,15 @@ TEST_F(SessionWaitsTest, a_server_that_does_not_answer_in_time_counts_as_lost) {
     EXPECT_EQ(session->descriptor(), -1);
 }
 
+TEST_F(SessionWaitsTest, a_server_that_does_not_answer_in_time_is_always_named_as_the_reason) {
+    const FakeServer server(path, [&](FakePeer& peer, int) { peer.waitUntilClosed(); });
+    for (int i = 0; i < 400; ++i) { // of two deadlines that are microseconds apart, either may be the later
+        open(milliseconds(2));
+        ASSERT_EQ(session->waitForSchema(), Status::noAnswer);
+        ASSERT_EQ(session->lastOutage(), "gave no answer within 2 ms") << "in round " << i;
+    }
+}
+
 TEST_F(SessionWaitsTest, a_server_that_reads_nothing_holds_nobody_up_for_longer) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
         peer.answerSchema(schemaOfIds());
