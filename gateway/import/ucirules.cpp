@@ -116,7 +116,11 @@ std::string UciRules::readDirection(UciSection& section, Rule& rule) {
 
 std::string UciRules::readProtocols(UciSection& section, Rule& rule) {
     const UciOption* option = section.read("proto");
-    const std::string protocol = option == nullptr ? "" : lower(option->value);
+    if (option == nullptr) {
+        rule.protocols = {"tcp", "udp"};
+        return "";
+    }
+    const std::string protocol = lower(option->value);
     if (protocol == "tcp" || protocol == "6") {
         rule.protocols = {"tcp"};
     } else if (protocol == "udp" || protocol == "17") {

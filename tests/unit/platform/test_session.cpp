@@ -5,10 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 
 #include <atomic>
-#include <future>
 
 namespace zel::test {
 
@@ -65,13 +63,6 @@ class SessionTest : public testing::Test {
     }
     bool runUntilEvents(std::size_t count) {
         return runUntil([this, count] { return observer.events.size() >= count; });
-    }
-
-    // Bytes that wait in the socket.
-    int unread() const {
-        int count = 0;
-        EXPECT_EQ(::ioctl(session->descriptor(), FIONREAD, &count), 0);
-        return count;
     }
 
     std::vector<std::string> names() const {
@@ -174,54 +165,6 @@ TEST_F(SessionTest, reads_on_only_when_everything_it_has_is_taken_in) {
     }
     session.reset();
 }
-
-// Whoever calls process() has other things to do, such as to stop. A server that always has more to send must
-// not keep him.
-struct Much {
-    const char* name;
-    std::string bytes; // again and again
-};
-
-std::ostream& operator<<(std::ostream& out, const Much& much) {
-    return out << much.name;
-}
-
-class MuchAtOnce : public SessionTest, public testing::WithParamInterface<Much> {};
-
-TEST_P(MuchAtOnce, is_taken_in_parts) {
-    constexpr int much = 4'000'000; // bytes
-    std::string bytes = GetParam().bytes;
-    while (bytes.size() < much) {
-        bytes += bytes;
-    }
-    enum class Sender { ready, notRoot };
-    std::promise<Sender> sender;
-    const FakeServer server(path, [&](FakePeer& peer, int) {
-        const bool room = peer.makeRoom(4 * much);
-        serve(peer);
-        sender.set_value(room && peer.send(bytes) ? Sender::ready : Sender::notRoot);
-        peer.sleepUntilClosed();
-    });
-    open(options());
-    session->start();
-    ASSERT_TRUE(runUntilLive());
-    std::future<Sender> sent = sender.get_future();
-    ASSERT_EQ(sent.wait_for(std::chrono::seconds(30)), std::future_status::ready);
-    if (sent.get() == Sender::notRoot) {
-        GTEST_SKIP() << "only root can let so much wait";
-    }
-    const int before = unread();
-    session->process(); // may have some already
-    session->process();
-    EXPECT_LT(unread(), before);
-    EXPECT_GT(unread(), before - 1'000'000);
-    session.reset();
-}
-
-INSTANTIATE_TEST_SUITE_P(Kind, MuchAtOnce,
-                         testing::Values(Much{"messages",
-                                              R"({"id": null, "method": "locked", "params": ["x"]})"},
-                                         Much{"one message", R"({"id": ")" + std::string(4'000'000, 'x')}));
 
 TEST_F(SessionTest, has_nothing_to_wake_for_while_it_is_live) {
     const FakeServer server(path, [&](FakePeer& peer, int) {
