@@ -12,6 +12,9 @@
 
 namespace fapi {
 
+constexpr uint8_t highestDscp = 63;
+constexpr uint8_t highestPcp = 7;
+
 struct Rule {
     uint32_t used;     // 0: a free record
     uint32_t sequence; // rules are tried in this order, which is that of their adding

@@ -1,6 +1,7 @@
 #include "ruletext.h"
 
 #include "failure.h"
+#include "rule.h"
 #include "values.h"
 
 #include <arpa/inet.h>
@@ -10,9 +11,6 @@
 namespace fapi {
 
 namespace {
-
-constexpr uint64_t highestDscp = 63;
-constexpr uint64_t highestPcp = 7;
 
 // Takes the "!" from the front of a value.
 bool excluded(std::string& text) {

@@ -64,7 +64,8 @@ class Line {
     Direction direction() { return oneOf("egress", Direction::egress, "ingress", Direction::ingress); }
 
     [[noreturn]] void bad() const {
-        throw Failure("the state file has a line that is not understood: " + std::string(text_));
+        constexpr size_t enough = 80; // characters
+        throw Failure("a line is not understood: " + std::string(text_.substr(0, enough)));
     }
 
   private:

@@ -1,6 +1,7 @@
 #include "store.h"
 
 #include "failure.h"
+#include "rulefile.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -8,7 +9,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
@@ -41,55 +41,43 @@ std::string rootFolder() {
     return chosen != nullptr && *chosen != '\0' ? chosen : "/run/fapi-qos";
 }
 
+// More than any state takes, less than would hurt: a thousand queues are 60 kB. What is longer is cut off.
+constexpr size_t mostRead = size_t{16} << 20; // bytes
+static_assert(mostRead > largestRulesFile);
+
 std::string readAll(const std::string& path) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    std::string text;
-    if (!file) {
-        if (errno != ENOENT) {
-            throw Failure(withErrno(path, errno));
-        }
-        return text;
+    if (!file && errno == ENOENT) {
+        return {};
     }
-    char block[8192];
-    ssize_t got = 0;
-    while ((got = read(file.get(), block, sizeof block)) > 0) {
-        text.append(block, static_cast<size_t>(got));
-    }
-    if (got < 0) {
+    struct stat about {};
+    if (!file || fstat(file.get(), &about) != 0) {
         throw Failure(withErrno(path, errno));
     }
+    std::string text(std::min(static_cast<size_t>(about.st_size), mostRead), '\0');
+    size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t got = read(file.get(), text.data() + done, text.size() - done);
+        if (got < 0) {
+            throw Failure(withErrno(path, errno));
+        }
+        if (got == 0) {
+            break;
+        }
+        done += static_cast<size_t>(got);
+    }
+    text.resize(done);
     return text;
 }
 
-template <size_t size>
-bool isText(const std::array<char, size>& text) {
-    return std::find(text.begin(), text.end(), '\0') != text.end();
-}
-
-// Nothing in it would lead the tools or the kernel's programs astray.
-bool isWhole(const Rule& rule) {
-    return rule.used == 0 ||
-           (rule.used == 1 && isText(rule.name) && isText(rule.inName) && isText(rule.outName) &&
-            rule.inIndex > 0 && rule.match.out <= FAPI_OUTS && rule.hasOut() == (rule.match.out != 0));
-}
-
-RuleTable readRules(const std::string& path) {
-    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    struct stat about {};
-    if (!file || fstat(file.get(), &about) != 0) {
-        return {};
+// What a function makes of a file's content; its complaint names the file.
+template <typename Parse>
+auto parsed(const std::string& path, const std::string& text, const Parse& parse) {
+    try {
+        return parse(text);
+    } catch (const Failure& failure) {
+        throw Failure(path + ": " + failure.what());
     }
-    const auto count = static_cast<size_t>(about.st_size) / sizeof(Rule);
-    const auto rules = std::make_shared_for_overwrite<Rule[]>(count);
-    const auto bytes = static_cast<ssize_t>(count * sizeof(Rule));
-    if (read(file.get(), rules.get(), static_cast<size_t>(bytes)) != bytes) {
-        throw Failure(withErrno(path, errno));
-    }
-    if (static_cast<size_t>(about.st_size) % sizeof(Rule) != 0 ||
-        !std::all_of(rules.get(), rules.get() + count, isWhole)) {
-        throw Failure(path + " is damaged");
-    }
-    return {rules, static_cast<uint32_t>(count)};
 }
 
 void writeAll(const std::string& path, const std::string& text) {
@@ -162,10 +150,15 @@ void Store::lock(Access access) {
     }
 }
 
+// A file that cannot be read may be whole, and is left alone.
 State Store::load() {
+    const std::string lines = folder_ + "/state";
+    const std::string records = folder_ + "/rules";
+    const std::string lineText = readAll(lines);
+    const std::string recordBytes = readAll(records);
     try {
-        State state = parseState(readAll(folder_ + "/state"));
-        state.rules = readRules(folder_ + "/rules");
+        State state = parsed(lines, lineText, parseState);
+        state.rules = parsed(records, recordBytes, parseRules);
         return state;
     } catch (const Failure& failure) {
         if (access_ == Access::read) {
@@ -173,9 +166,8 @@ State Store::load() {
         }
         damage_ = failure.what();
         (void)markBusy();
-        for (const char* file : {"/state", "/rules"}) {
-            (void)unlink((folder_ + file).c_str());
-        }
+        (void)unlink(lines.c_str());
+        (void)unlink(records.c_str());
         return {};
     }
 }

@@ -26,8 +26,9 @@ class Store {
     // be used.
     explicit Store(Access access);
 
-    // Throws Failure when what is stored is damaged, unless this call may write: then it is as if nothing had
-    // been stored and a call had been interrupted, so that the kernel is freed of what nobody knows of.
+    // Throws Failure when a file cannot be read; also when what is stored is damaged, unless this call may
+    // write: then it is as if nothing had been stored and a call had been interrupted, so that the kernel is
+    // freed of what nobody knows of.
     State load();
     const std::string& damage() const { return damage_; }
     // before: what the store holds now. Between markBusy() and markDone().

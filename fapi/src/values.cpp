@@ -25,16 +25,23 @@ uint64_t readNumber(const std::string& option, const std::string& text, uint64_t
     return number;
 }
 
+bool isName(std::string_view text) {
+    return !text.empty() && text.size() <= 63 && text.front() != '-' &&
+           std::all_of(text.begin(), text.end(), printable);
+}
+
 void checkName(const std::string& what, const std::string& text) {
-    if (text.empty() || text.size() > 63 || text.front() == '-' ||
-        !std::all_of(text.begin(), text.end(), printable)) {
+    if (!isName(text)) {
         throw Usage("'" + text + "' is not a " + what + " (1 to 63 printable characters without '/')");
     }
 }
 
+bool isInterfaceName(std::string_view text) {
+    return isName(text) && text.size() <= 15 && text != "." && text != "..";
+}
+
 void checkInterfaceName(const std::string& option, const std::string& text) {
-    if (text.empty() || text.size() > 15 || text.front() == '-' || text == "." || text == ".." ||
-        !std::all_of(text.begin(), text.end(), printable)) {
+    if (!isInterfaceName(text)) {
         throw Usage("option " + option + ": '" + text +
                     "' is not an interface name (1 to 15 printable characters)");
     }

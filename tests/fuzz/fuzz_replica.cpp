@@ -1,4 +1,5 @@
-// The replica under any stream of updates holds the same rows as a map does.
+// The replica under any stream of updates holds the same rows as a map does. The input is a stream of
+// choices, a byte each: there are no words for a dictionary.
 #include "input.h"
 #include "ovsdb/replica.h"
 

@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace fapi {
@@ -103,6 +104,90 @@ TEST_F(StoreTest, clears_away_what_a_killed_call_had_half_written) {
     next.save({}, {});
     next.markDone();
     EXPECT_TRUE(fs::is_empty(root));
+}
+
+// With something stored.
+class StoredTest : public StoreTest {
+  protected:
+    StoredTest() {
+        Store store(Access::write);
+        (void)store.markBusy();
+        store.save(stored(), {});
+        store.markDone();
+        folder = folderBelow(root);
+    }
+
+    static State stored() {
+        State state = parseState("shaper s ptm0 3 egress 20000\n");
+        Rule& rule = state.rules.edit(1);
+        rule.used = 1;
+        rule.sequence = 1;
+        rule.name[0] = 'r';
+        rule.inName[0] = 'i';
+        rule.inIndex = 5;
+        rule.match.protocol = 6;
+        return state;
+    }
+
+    static std::string failureOfLoading(Access access) {
+        try {
+            (void)Store(access).load();
+            return "";
+        } catch (const Failure& failure) {
+            return failure.what();
+        }
+    }
+
+    std::string folder;
+};
+
+TEST_F(StoredTest, is_found_again_by_the_next_call) {
+    for (const Access access : {Access::read, Access::write}) {
+        Store store(access);
+        const State state = store.load();
+        EXPECT_EQ(formatState(state), formatState(stored()));
+        EXPECT_TRUE(state.rules.size() == 1 && state.rules.at(1) == stored().rules.at(1));
+        EXPECT_EQ(store.damage(), "");
+    }
+}
+
+TEST_F(StoredTest, if_damaged_is_named_to_who_reads_with_the_way_out_and_dropped_by_who_writes) {
+    const auto damaged = [this](const std::string& file, const std::string& complaint) {
+        const std::string sentence = folder + "/" + file + ": " + complaint;
+        EXPECT_EQ(failureOfLoading(Access::read), sentence + "; the next change drops it");
+        Store next(Access::write);
+        EXPECT_TRUE(next.load().empty());
+        EXPECT_EQ(next.damage(), sentence);
+        EXPECT_TRUE(next.markBusy()) << "the kernel is not known any more";
+        EXPECT_FALSE(fs::exists(folder + "/state") || fs::exists(folder + "/rules"));
+        next.save(stored(), {});
+        next.markDone();
+    };
+    fs::resize_file(folder + "/rules", sizeof(Rule) - 1);
+    damaged("rules", "the last rule is cut off");
+    fs::resize_file(folder + "/rules", uintmax_t{1} << 40); // takes no room, unless it is read
+    damaged("rules", "more than 16383 rules");
+    fs::resize_file(folder + "/state", 3);
+    damaged("state", "a line is not understood: sha");
+    std::ofstream(folder + "/state") << std::string(1000, 'x');
+    damaged("state", "a line is not understood: " + std::string(80, 'x'));
+    std::ofstream(folder + "/state").close();
+    fs::resize_file(folder + "/state", uintmax_t{1} << 40);
+    damaged("state", "a line is not understood: ");
+}
+
+TEST_F(StoredTest, is_left_alone_when_it_cannot_be_read) {
+    for (const char* name : {"/state", "/rules"}) {
+        const std::string file = folder + name;
+        fs::rename(file, file + ".kept");
+        fs::create_symlink(file, file); // as good as a descriptor that is not to be had
+        for (const Access access : {Access::read, Access::write}) {
+            EXPECT_EQ(failureOfLoading(access), file + ": Too many levels of symbolic links");
+        }
+        EXPECT_TRUE(fs::is_symlink(file) && !fs::exists(folder + "/busy"));
+        fs::rename(file + ".kept", file);
+    }
+    EXPECT_EQ(failureOfLoading(Access::write), "");
 }
 
 } // namespace
