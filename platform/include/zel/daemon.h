@@ -5,7 +5,9 @@
 #include <string>
 
 // One program's pid file, DIRECTORY/NAME.pid. Whoever holds the file's lock is the running instance: a file
-// left behind by a killed process holds nothing, whatever number stands in it.
+// left behind by a killed process holds nothing, whatever number stands in it. Nor does anything that another
+// user than root or one's own may have put there; it is left alone. Only its owner can open the file, or
+// anybody could lock it.
 struct ZEL_Daemon {
     ZEL_Daemon();
     ZEL_Daemon(const ZEL_Daemon&) = delete;

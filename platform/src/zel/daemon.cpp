@@ -8,24 +8,50 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <system_error>
+#include <utility>
 
 namespace {
 
-struct PidFileCloser {
-    void operator()(pidfh* handle) const { ::pidfile_close(handle); }
+// What stands at the pid file's place.
+struct Found {
+    ovsdb::UniqueFd file; // for reading, which is all that a lock needs
+    int error = 0;        // why it could not be opened
+    std::string fault;    // why it is no pid file
 };
 
+// Somebody else may have put it there, to have it written to or to hold its lock for ever.
+std::string whyNoPidFile(const struct stat& status) {
+    if (!S_ISREG(status.st_mode)) {
+        return "it is not a regular file";
+    }
+    if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
+        return "it belongs to user " + std::to_string(status.st_uid);
+    }
+    if (status.st_nlink > 1) {
+        return "it is a hard link, one of " + std::to_string(status.st_nlink);
+    }
+    return "";
+}
+
 // Not O_CREAT: looking must leave no trace.
-ovsdb::UniqueFd openExisting(const std::string& path) {
-    return ovsdb::UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+Found find(const std::string& path) {
+    Found found;
+    found.file = ovsdb::UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    found.error = found.file.valid() ? 0 : errno;
+    struct stat status = {};
+    if ((found.file.valid() ? ::fstat(found.file.get(), &status) : ::lstat(path.c_str(), &status)) == 0) {
+        found.fault = whyNoPidFile(status);
+    }
+    return found;
 }
 
 bool isSameFile(int fd, const std::string& path) {
@@ -35,28 +61,72 @@ bool isSameFile(int fd, const std::string& path) {
            opened.st_ino == named.st_ino;
 }
 
-// Nothing stands there, or a file as it should.
-bool isFreeForFile(const std::string& path) {
+// For who may not open the file: the kernel's list of locks, where that can be read.
+bool isListedAsLocked(const std::string& path) {
     struct stat status = {};
-    return ::lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+    if (::lstat(path.c_str(), &status) != 0) {
+        return false;
+    }
+    const std::string file =
+        VAStr(" %02x:%02x:%llu 0 EOF", major(status.st_dev), minor(status.st_dev),
+              static_cast<unsigned long long>(status.st_ino)); // NOLINT(google-runtime-int): as printf has it
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        if (line.find(" FLOCK ") != std::string::npos && line.ends_with(file)) {
+            return true;
+        }
+    }
+    return false;
 }
 
-// What pidfile_open says of a file that another process has locked; the last two when that process has not
-// written a proper number into it.
-bool isLocked(int error) {
-    return error == EEXIST || error == EAGAIN || error == EINVAL;
+// Whoever creates the file locks it and then looks whether it is still the one of that name, so removing it
+// under the lock takes it from nobody.
+void removeNobodys(const Found& found, const std::string& path) {
+    if (found.fault.empty() && found.file.valid() && ::flock(found.file.get(), LOCK_EX | LOCK_NB) == 0 &&
+        isSameFile(found.file.get(), path)) {
+        ::unlink(path.c_str());
+    }
 }
 
-void logFailure(const std::string& path, const char* reason) {
+// Whatever stands there already is never opened for writing, however it came there; and a file made anew
+// is none that others could have opened before, when its lock would be anybody's to take.
+Found create(const std::string& path) {
+    Found found = find(path);
+    if (!found.fault.empty() || (found.error != 0 && found.error != ENOENT)) {
+        return found;
+    }
+    removeNobodys(found, path);
+    constexpr mode_t ownersAlone = 0600; // flock() asks for no more than a file opened for reading
+    found.file = ovsdb::UniqueFd(
+        ::flopen(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_CLOEXEC, ownersAlone));
+    found.error = found.file.valid() ? 0 : errno;
+    return found;
+}
+
+bool isTaken(int error) {
+    return error == EEXIST || error == EWOULDBLOCK;
+}
+
+// Returns 0 or what errno says.
+int writeId(int fd) {
+    const std::string id = std::to_string(::getpid());
+    if (::ftruncate(fd, 0) != 0) {
+        return errno;
+    }
+    const ssize_t written = ::pwrite(fd, id.data(), id.size(), 0);
+    return written < 0 ? errno : written == static_cast<ssize_t>(id.size()) ? 0 : ENOSPC;
+}
+
+void logFailure(const std::string& path, const std::string& reason) {
     ZEL_Sysloglevel_error(ZEL_Sysloglevel_registerModul("daemon"), "daemon.cpp", __LINE__,
-                          VAStr("pid file '%s' cannot be written: %s", path.c_str(), reason));
+                          VAStr("pid file '%s' cannot be written: %s", path.c_str(), reason.c_str()));
 }
 
 } // namespace
 
 struct ZEL_Daemon::Impl {
     std::string path;
-    std::unique_ptr<pidfh, PidFileCloser> own;
+    ovsdb::UniqueFd own; // locked
 };
 
 ZEL_Daemon::ZEL_Daemon() : impl(std::make_unique<Impl>()) {}
@@ -69,12 +139,19 @@ void ZEL_Daemon_construct(ZEL_Daemon& daemon, const std::string& name, const std
 }
 
 bool ZEL_Daemon_occupiedPidFile(const ZEL_Daemon& daemon) {
-    if (daemon.impl->own != nullptr) {
+    const ZEL_Daemon::Impl& impl = *daemon.impl;
+    if (impl.own.valid()) {
         return false; // held by this process itself
     }
-    const ovsdb::UniqueFd file = openExisting(daemon.impl->path);
-    // A shared lock, given back at once when `file` is closed, so that two who look do not see each other.
-    return file.valid() && ::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    const Found found = find(impl.path);
+    if (!found.fault.empty()) {
+        return false;
+    }
+    if (!found.file.valid()) {
+        return found.error == EACCES && isListedAsLocked(impl.path);
+    }
+    // A shared lock, given back at once when the file is closed, so that two who look do not see each other.
+    return ::flock(found.file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 void ZEL_Daemon_daemonize(ZEL_Daemon& /*daemon*/) {
@@ -92,46 +169,42 @@ ZEL_Daemon_PidFile ZEL_Daemon_createPidFile(ZEL_Daemon& daemon) {
     // keeps it is another instance.
     constexpr int attempts = 10;
     constexpr useconds_t pauseUs = 10'000;
-    int error = 0;
-    for (int attempt = 0; impl.own == nullptr && attempt < attempts; ++attempt) {
+    Found found;
+    for (int attempt = 0; !impl.own.valid() && attempt < attempts; ++attempt) {
         if (attempt > 0) {
             ::usleep(pauseUs);
         }
-        if (!isFreeForFile(impl.path)) {
-            logFailure(impl.path, "not a regular file");
+        found = create(impl.path);
+        if (!found.fault.empty()) {
+            logFailure(impl.path, found.fault + "; remove it and start again");
             return ZEL_Daemon_PidFile::failed;
         }
-        pid_t other = 0;
-        impl.own.reset(::pidfile_open(impl.path.c_str(), 0644, &other));
-        error = errno;
+        if (found.error != 0 && !isTaken(found.error)) {
+            break;
+        }
+        impl.own = std::move(found.file);
     }
-    if (impl.own == nullptr && isLocked(error)) {
+    if (impl.own.valid()) {
+        found.error = writeId(impl.own.get());
+        if (found.error == 0) {
+            return ZEL_Daemon_PidFile::written;
+        }
+        ZEL_Daemon_deletePidFile(daemon);
+    } else if (isTaken(found.error) || (found.error == EACCES && isListedAsLocked(impl.path))) {
         return ZEL_Daemon_PidFile::heldByOther;
     }
-    if (impl.own == nullptr) {
-        logFailure(impl.path, std::strerror(error));
-        return ZEL_Daemon_PidFile::failed;
-    }
-    // A lock that the commands inherit would outlive this process.
-    ::fcntl(::pidfile_fileno(impl.own.get()), F_SETFD, FD_CLOEXEC);
-    if (::pidfile_write(impl.own.get()) != 0) {
-        logFailure(impl.path, std::strerror(errno));
-        impl.own.reset();
-        return ZEL_Daemon_PidFile::failed;
-    }
-    return ZEL_Daemon_PidFile::written;
+    logFailure(impl.path, std::strerror(found.error));
+    return ZEL_Daemon_PidFile::failed;
 }
 
 void ZEL_Daemon_deletePidFile(ZEL_Daemon& daemon) {
     ZEL_Daemon::Impl& impl = *daemon.impl;
-    if (impl.own != nullptr) {
-        ::pidfile_remove(impl.own.release());
+    if (!impl.own.valid()) {
+        removeNobodys(find(impl.path), impl.path);
         return;
     }
-    const ovsdb::UniqueFd file = openExisting(impl.path);
-    // Whoever creates the file locks it and then looks whether it is still the one of that name, so removing
-    // it under the lock takes it from nobody.
-    if (file.valid() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 && isSameFile(file.get(), impl.path)) {
+    if (isSameFile(impl.own.get(), impl.path)) {
         ::unlink(impl.path.c_str());
     }
+    impl.own.reset();
 }

@@ -19,6 +19,7 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -61,6 +62,12 @@ pid_t inProcess(const std::function<int()>& body) {
     return child;
 }
 
+constexpr uid_t nobody = 65534;
+
+bool isRoot() {
+    return ::geteuid() == 0;
+}
+
 int resultOf(pid_t child) {
     int status = -1;
     ::waitpid(child, &status, 0);
@@ -98,6 +105,19 @@ class DaemonTest : public testing::Test {
     void release() {
         ::close(released[1]);
         EXPECT_EQ(resultOf(holder), 0);
+    }
+
+    // What somebody without rights gets, who can reach the folder.
+    int asNobody(const std::function<int()>& body) const {
+        fs::permissions(sandbox.path(), fs::perms(0755));
+        return resultOf(inProcess([&] { return ::setresuid(nobody, nobody, nobody) == 0 ? body() : 99; }));
+    }
+
+    void expectRefused(const std::string& reason) {
+        EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::failed);
+        EXPECT_EQ(log.takeTexts(LOG_ERR),
+                  (std::vector<std::string>{"pid file '" + file + "' cannot be written: " + reason +
+                                            "; remove it and start again"}));
     }
 
     Sandbox sandbox;
@@ -291,9 +311,7 @@ TEST_F(DaemonTest, does_not_follow_a_link_that_somebody_has_put_there) {
     std::ofstream(victim) << "precious";
     fs::create_symlink(victim, file);
     EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
-    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::failed);
-    EXPECT_EQ(log.takeTexts(LOG_ERR),
-              (std::vector<std::string>{"pid file '" + file + "' cannot be written: not a regular file"}));
+    expectRefused("it is not a regular file");
     ZEL_Daemon_deletePidFile(daemon);
     EXPECT_EQ(readFile(victim), "precious");
     EXPECT_TRUE(fs::is_symlink(file));
@@ -311,8 +329,103 @@ TEST_F(DaemonTest, a_link_to_a_file_that_somebody_has_locked_occupies_nothing) {
 TEST_F(DaemonTest, a_pipe_in_its_place_blocks_nothing) {
     ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
     EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
-    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::failed);
-    EXPECT_EQ(log.takeTexts(LOG_ERR).size(), 1U);
+    expectRefused("it is not a regular file");
+}
+
+TEST_F(DaemonTest, somebody_elses_file_is_neither_written_nor_removed_and_its_lock_holds_nothing) {
+    if (!isRoot()) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    std::ofstream(file) << "somebody else's";
+    ASSERT_EQ(::chown(file.c_str(), nobody, nobody), 0);
+    const int lock = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    for (const bool locked : {false, true}) {
+        ASSERT_EQ(::flock(lock, locked ? LOCK_EX : LOCK_UN), 0);
+        EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+        expectRefused("it belongs to user 65534");
+        ZEL_Daemon_deletePidFile(daemon);
+        EXPECT_EQ(readFile(file), "somebody else's");
+    }
+    ::close(lock);
+}
+
+TEST_F(DaemonTest, a_hard_link_is_neither_written_nor_removed_and_its_lock_holds_nothing) {
+    const std::string victim = sandbox / "victim";
+    std::ofstream(victim) << "precious";
+    fs::create_hard_link(victim, file);
+    const int lock = ::open(victim.c_str(), O_RDONLY | O_CLOEXEC);
+    for (const bool locked : {false, true}) {
+        ASSERT_EQ(::flock(lock, locked ? LOCK_EX : LOCK_UN), 0);
+        EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+        expectRefused("it is a hard link, one of 2");
+        ZEL_Daemon_deletePidFile(daemon);
+        EXPECT_EQ(fs::hard_link_count(victim), 2U);
+        EXPECT_EQ(readFile(victim), "precious");
+    }
+    ::close(lock);
+}
+
+// Between the look at what stands there and the file of its own.
+TEST_F(DaemonTest, a_link_that_takes_the_place_of_the_file_in_between_is_not_written_to) {
+    const std::string victim = sandbox / "victim";
+    for (const bool symbolic : {true, false}) {
+        std::ofstream(victim) << "precious";
+        std::ofstream(file) << "4711";
+        bool put = false;
+        onLock = [&] {
+            if (std::exchange(put, true)) {
+                return;
+            }
+            fs::remove(file);
+            symbolic ? fs::create_symlink(victim, file) : fs::create_hard_link(victim, file);
+        };
+        expectRefused(symbolic ? "it is not a regular file" : "it is a hard link, one of 2");
+        onLock = nullptr;
+        EXPECT_TRUE(put);
+        EXPECT_EQ(readFile(victim), "precious");
+        fs::remove(file);
+    }
+}
+
+TEST_F(DaemonTest, nobody_else_can_take_the_lock_of_what_a_dead_holder_left_behind) {
+    if (!isRoot()) {
+        GTEST_SKIP() << "only root can be somebody else";
+    }
+    const mode_t before = ::umask(0);
+    holdElsewhere();
+    ::umask(before);
+    release();
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+    EXPECT_EQ(asNobody([this] { return ::open(file.c_str(), O_RDONLY | O_CLOEXEC) < 0 ? errno : 0; }),
+              EACCES);
+}
+
+// As an older version has left it, and opened in time.
+TEST_F(DaemonTest, whoever_opened_an_older_file_has_nothing_of_the_new_one) {
+    std::ofstream(file) << "4711";
+    fs::permissions(file, fs::perms(0644));
+    const int opened = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::written);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+    ZEL_Daemon_construct(daemon, "pacerd-test", sandbox.path()); // as if it had been killed
+    ASSERT_EQ(::flock(opened, LOCK_EX | LOCK_NB), 0);
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::written);
+    ::close(opened);
+}
+
+TEST_F(DaemonTest, somebody_without_rights_sees_whether_it_is_held_too) {
+    if (!isRoot()) {
+        GTEST_SKIP() << "only root can be somebody without rights";
+    }
+    const auto look = [this] { return ZEL_Daemon_occupiedPidFile(daemon) ? 1 : 0; };
+    const auto take = [this] { return static_cast<int>(ZEL_Daemon_createPidFile(daemon)); };
+    holdElsewhere();
+    EXPECT_EQ(asNobody(look), 1);
+    EXPECT_EQ(asNobody(take), static_cast<int>(PidFile::heldByOther));
+    release();
+    EXPECT_EQ(asNobody(look), 0);
+    EXPECT_EQ(asNobody(take), static_cast<int>(PidFile::failed));
 }
 
 TEST_F(DaemonTest, goes_into_the_background_and_loses_no_output) {
