@@ -10,7 +10,7 @@ private_files() {
     while read -r folder; do
         number=$((number + 1))
         mkdir /mnt/$number
-        mount --bind "$folder" /mnt/$number
+        mount --rbind "$folder" /mnt/$number # with what is mounted below
     done </mnt/list
     private_devices /mnt/dev
 

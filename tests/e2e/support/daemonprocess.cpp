@@ -36,11 +36,6 @@ std::string nextBase() {
 Command daemonCommand(std::vector<std::string> options, std::map<std::string, std::string> environment,
                       const std::string& base, const std::string& record) {
     options.insert(options.begin(), programFolder() + "/pacerd_ng");
-    // E2E_UNDER: the program that runs the daemon, and its options (tests/analysis/analyse).
-    if (const char* under = std::getenv("E2E_UNDER")) {
-        std::istringstream words(under);
-        options.insert(options.begin(), std::istream_iterator<std::string>(words), {});
-    }
     const char* path = std::getenv("PATH");
     environment.try_emplace("PATH",
                             toolsFolder() + ":" + (path == nullptr ? "/usr/bin:/bin" : std::string(path)));
