@@ -13,8 +13,23 @@ namespace pacerctl {
 
 namespace {
 
-[[noreturn]] void fail(const std::string& file, int error) {
-    throw FileFailure("cannot write '" + file + "': " + std::strerror(error));
+[[noreturn]] void fail(const std::string& file, const std::string& why) {
+    throw FileFailure("cannot write '" + file + "': " + why);
+}
+
+// Why what stands there must stay: a link, /dev/null, or a file that somebody else counts on as his.
+std::string whyNotReplaced(const std::string& file) {
+    struct stat status = {};
+    if (::lstat(file.c_str(), &status) != 0) {
+        return ""; // nothing, or nothing that could be written beside
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return "it is not a regular file";
+    }
+    if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
+        return "it belongs to user " + std::to_string(status.st_uid);
+    }
+    return "";
 }
 
 int writeAll(int descriptor, const std::string& content) {
@@ -32,11 +47,16 @@ int writeAll(int descriptor, const std::string& content) {
 
 void writeFile(const std::string& file, const std::string& content) {
     constexpr mode_t readable = 0644;
-    // Beside the file, under a name of its own: nothing that somebody else put there is followed or replaced.
+    const std::string why = whyNotReplaced(file);
+    if (!why.empty()) {
+        fail(file, why);
+    }
+    // Beside the file, under a name that mkstemp() finds free: nothing that stands there is opened, and
+    // nothing followed, not even a link that takes the file's place only now.
     std::string temporary = file + ".XXXXXX";
     const int descriptor = ::mkstemp(temporary.data());
     if (descriptor < 0) {
-        fail(file, errno);
+        fail(file, std::strerror(errno));
     }
     int error = writeAll(descriptor, content);
     if (error == 0 && ::fchmod(descriptor, readable) != 0) {
@@ -50,7 +70,7 @@ void writeFile(const std::string& file, const std::string& content) {
     }
     if (error != 0) {
         ::unlink(temporary.c_str());
-        fail(file, error);
+        fail(file, std::strerror(error));
     }
 }
 

@@ -17,7 +17,7 @@ using zel::cfg::GatewayColumn;
 using zel::cfg::GatewayTable;
 using zel::cfg::gatewayTables;
 
-constexpr std::size_t longestName = 63; // what the FAPI tools take
+constexpr std::size_t longestRuleName = 63; // what the classifier tool takes
 
 Findings::Row rowOf(const char* table, const basalt::ValueList& row) {
     const std::string name = row.getValue("Name").getText();
@@ -38,13 +38,25 @@ void forEachValue(const LintInput& input, Check check) {
     }
 }
 
-void shellText(const LintInput& input, Findings& findings) {
+// What the daemon's platform keeps from it, by the platform's own rule.
+template <typename Check>
+void forEachRefusedWord(const LintInput& input, Check check) {
     forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
                             const GatewayColumn& column, const std::string& text) {
-        const std::string why = zel::cfg::characterFault(text);
-        if (isWord(column.kind) && !why.empty()) {
-            findings.add(rowOf(table.name, row), column.name,
-                         why + ", and becomes part of a command line: for the daemon this row does not exist",
+        const std::string why = zel::cfg::whyNoWord(column.kind, text);
+        if (!why.empty()) {
+            const bool isTooLong = zel::cfg::characterFault(text).empty();
+            check(rowOf(table.name, row), column, isTooLong,
+                  why + ", and becomes part of a command line: for the daemon this row does not exist");
+        }
+    });
+}
+
+void shellText(const LintInput& input, Findings& findings) {
+    forEachRefusedWord(input, [&](const Findings::Row& row, const GatewayColumn& column, bool isTooLong,
+                                  const std::string& why) {
+        if (!isTooLong) {
+            findings.add(row, column.name, why,
                          "Use letters, digits and . _ : / , + @ % = - only, and no - in front.");
         }
     });
@@ -68,30 +80,31 @@ void emptyName(const LintInput& input, Findings& findings) {
 }
 
 void longInterfaceName(const LintInput& input, Findings& findings) {
-    forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
-                            const GatewayColumn& column, const std::string& text) {
-        if (column.kind == ColumnClass::interfaceName && text.size() > zel::cfg::longestInterfaceName) {
-            findings.add(rowOf(table.name, row), column.name,
-                         "'" + text + "' has " + std::to_string(text.size()) +
-                             " characters, and Linux has no interface with more than 15: for the daemon this "
-                             "row does not exist",
-                         "Write the interface's name as `ip link` shows it.");
+    forEachRefusedWord(input, [&](const Findings::Row& row, const GatewayColumn& column, bool isTooLong,
+                                  const std::string& why) {
+        if (isTooLong && column.kind == ColumnClass::interfaceName) {
+            findings.add(row, column.name, why, "Write the interface's name as `ip link` shows it.");
         }
     });
 }
 
 void longName(const LintInput& input, Findings& findings) {
-    forEachValue(input, [&](const GatewayTable& table, const basalt::ValueList& row,
-                            const GatewayColumn& column, const std::string& text) {
-        if (column.kind == ColumnClass::word && text.size() > longestName) {
-            findings.add(
-                rowOf(table.name, row), column.name,
-                "has " + std::to_string(text.size()) +
-                    " characters: the classifier tool takes no more than 63, refuses the command, and the "
-                    "daemon ends",
-                "Shorten it.");
+    forEachRefusedWord(input, [&](const Findings::Row& row, const GatewayColumn& column, bool isTooLong,
+                                  const std::string& why) {
+        if (isTooLong && column.kind == ColumnClass::word) {
+            findings.add(row, column.name, why, "Shorten it.");
         }
     });
+    for (const BuiltRule& built : input.built.rules) {
+        const std::string& name = built.rule->name;
+        if (name.size() > longestRuleName && zel::cfg::whyNoWord(ColumnClass::word, name).empty()) {
+            findings.add(pacerctl::rowOf(*built.rule), "Name",
+                         "has " + std::to_string(name.size()) +
+                             " characters: the classifier tool takes no more than 63, refuses the command, "
+                             "and the daemon ends",
+                         "Shorten it.");
+        }
+    }
 }
 
 // The undo replaces the first "-A" of a command, and only if there is none the first "-M". In a command with
@@ -181,7 +194,7 @@ constexpr LintCheck checksOfValues[] = {
     {"shell-text", Severity::error, "A shell or tool would interpret a value", shellText},
     {"empty-name", Severity::error, "A rule or an interface has no name", emptyName},
     {"interface-name-length", Severity::error, "An interface name is too long", longInterfaceName},
-    {"name-length", Severity::error, "A text is too long for the tools", longName},
+    {"name-length", Severity::error, "A text is too long for the daemon or the tools", longName},
     {"undo-derailed", Severity::error, "A name contains -A", derailsUndo},
     {"flag-in-name", Severity::note, "A name contains -M or -D", flagInName},
     {"flag-value", Severity::warning, "A flag is neither 0 nor 1", badFlag},
