@@ -1,6 +1,9 @@
 // What the compiler and the linker were asked to do is in the programs.
 #include "gatewaytest.h"
 
+#include <filesystem>
+#include <iterator>
+
 namespace e2e {
 
 namespace {
@@ -13,13 +16,15 @@ std::string outputOf(const std::vector<std::string>& command) {
     return outcome.output;
 }
 
+constexpr const char* loaded[] = {"pacerd_ng", "cfgctl", "netwatchd", "pacerctl"};
+constexpr const char* linkedStatically = "qcfg";
+
 class HardeningTest : public ::testing::TestWithParam<const char*> {
   protected:
     const std::string program = programFolder() + "/" + GetParam();
 };
 
-INSTANTIATE_TEST_SUITE_P(Program, HardeningTest,
-                         ::testing::Values("pacerd_ng", "cfgctl", "netwatchd", "pacerctl"),
+INSTANTIATE_TEST_SUITE_P(Program, HardeningTest, ::testing::ValuesIn(loaded),
                          [](const auto& name) { return std::string(name.param); });
 
 TEST_P(HardeningTest, LoadsAnywhereAndItsTablesCannotBeWritten) {
@@ -41,7 +46,7 @@ TEST_P(HardeningTest, ChecksItsStackItsBuffersAndItsContainers) {
 // Linked statically and to a fixed place: it is started for each object, and loading would take longer than
 // its work.
 TEST(HardeningOfTheToolsTest, ChecksItsStackItsBuffersAndItsContainersAndItsTablesCannotBeWritten) {
-    const std::string tool = programFolder() + "/qcfg";
+    const std::string tool = programFolder() + "/" + linkedStatically;
     const std::string segments = outputOf({"readelf", "-lW", tool});
     EXPECT_THAT(segments, HasSubstr("GNU_RELRO"));
     EXPECT_THAT(segments, ::testing::ContainsRegex("GNU_STACK .* RW  0x"));
@@ -51,10 +56,31 @@ TEST(HardeningOfTheToolsTest, ChecksItsStackItsBuffersAndItsContainersAndItsTabl
     EXPECT_THAT(symbols, HasSubstr("printf_chk")) << "_FORTIFY_SOURCE";
 }
 
-// What the packages hold, as ./run lists it, is what the tests above look into.
+// The names of the compiled programs and libraries that the build installs; classcfg and ifcfg are links to
+// qcfg.
+Texts installedPrograms() {
+    const std::string folder = "/tmp/installed";
+    outputOf({"env", "DESTDIR=" + folder, "cmake", "-P", E2E_BUILD_FOLDER "/cmake_install.cmake"});
+    Texts names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (!entry.is_symlink() && entry.is_regular_file() && readFile(entry.path()).starts_with("\177ELF")) {
+            names.push_back(entry.path().filename());
+        }
+    }
+    std::filesystem::remove_all(folder);
+    return names;
+}
+
+// And ./run builds them for the packages.
 TEST(HardeningOfTheToolsTest, NoInstalledProgramIsLeftOut) {
-    const std::string script = readFile(E2E_SOURCE_FOLDER "/run");
-    EXPECT_THAT(script, HasSubstr("\nINSTALLED=\"pacerd_ng cfgctl netwatchd pacerctl qcfg\"\n"));
+    Texts known(std::begin(loaded), std::end(loaded));
+    known.emplace_back(linkedStatically);
+    EXPECT_THAT(installedPrograms(), ::testing::UnorderedElementsAreArray(known));
+    std::string list;
+    for (const std::string& name : known) {
+        list += (list.empty() ? "" : " ") + name;
+    }
+    EXPECT_THAT(readFile(E2E_SOURCE_FOLDER "/run"), HasSubstr("\nINSTALLED=\"" + list + "\"\n"));
 }
 
 #endif
