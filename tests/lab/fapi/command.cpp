@@ -93,7 +93,10 @@ bool killedAtSystemCall(const std::string& line, int n) {
         const int null = open("/dev/null", O_WRONLY);
         dup2(null, 1);
         dup2(null, 2);
-        setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // the leak check cannot run under a tracer
+        // The leak check cannot run under a tracer.
+        const char* options = getenv("ASAN_OPTIONS");
+        setenv("ASAN_OPTIONS", (std::string(options == nullptr ? "" : options) + ":detect_leaks=0").c_str(),
+               1);
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         raise(SIGSTOP);
         execute(wordsOf(line));
@@ -105,6 +108,9 @@ bool killedAtSystemCall(const std::string& line, int n) {
         ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
         waitpid(child, &wait, 0);
         if (WIFEXITED(wait) || WIFSIGNALED(wait)) {
+            if (statusOf(wait) != 0) {
+                throw std::runtime_error(line + ": status " + std::to_string(statusOf(wait)));
+            }
             return false;
         }
         if (WSTOPSIG(wait) == (SIGTRAP | 0x80) && ++stop == n) {

@@ -19,7 +19,8 @@ Result command(const std::string& line);
 // The same as a shell runs it.
 Result shell(const std::string& line);
 
-// The program is killed at its n-th entry into or return from a system call; false when it ended before.
+// The program is killed at its n-th entry into or return from a system call; false when it ended before,
+// which must be with success.
 bool killedAtSystemCall(const std::string& line, int n);
 
 // What the kernel has logged since this was made.
