@@ -26,6 +26,9 @@ class Usage : public Failure {
     explicit Usage(const std::string& reason) : Failure(reason, exitUsage) {}
 };
 
+// In words; std::bad_alloc has none.
+const char* reasonOf(const std::exception& error);
+
 // "what: No such device" for an errno value.
 std::string withErrno(const std::string& what, int error);
 

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <string_view>
 
 namespace fapi {
 
@@ -44,13 +46,28 @@ struct Tool {
 constexpr Tool tools[] = {
     {"classcfg", classcfgHelp, classcfg}, {"ifcfg", ifcfgHelp, ifcfg}, {"qcfg", qcfgHelp, qcfg}};
 
-// One line, whatever the words of the command line hold.
-void complain(const std::string& tool, const Subject& subject, const std::string& what) {
-    std::string line = tool + ": " + (subject.text.empty() ? "" : subject.text + ": ") + what;
-    std::replace_if(
-        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; },
-        '?');
-    (void)fputs((line + "\n").c_str(), stderr);
+// One line, whatever the words of the command line hold. Needs no memory of its own.
+void complain(const std::string& tool, const Subject& subject, std::initializer_list<const char*> what) {
+    std::array<char, 4096> line{};
+    size_t length = 0;
+    const auto add = [&](std::string_view text) {
+        for (const char c : text) {
+            if (length + 1 < line.size()) {
+                line[length++] = static_cast<unsigned char>(c) < ' ' || c == 0x7f ? '?' : c;
+            }
+        }
+    };
+    add(tool);
+    add(": ");
+    if (!subject.text.empty()) {
+        add(subject.text);
+        add(": ");
+    }
+    for (const char* text : what) {
+        add(text);
+    }
+    line[length++] = '\n';
+    (void)fwrite(line.data(), 1, length, stderr);
 }
 
 // Wherever it stands: no option takes a value that begins with a dash.
@@ -74,7 +91,7 @@ void holdStandardStreams() {
 } // namespace
 
 void warn(const char* tool, const Subject& subject, const std::string& what) {
-    complain(tool, subject, "warning: " + what);
+    complain(tool, subject, {"warning: ", what.c_str()});
 }
 
 void tell(const char* tool, const Subject& subject, Session& session) {
@@ -118,10 +135,10 @@ int run(const std::string& name, const Words& words) {
         }
         throw Usage("call this program as ifcfg, qcfg or classcfg");
     } catch (const Failure& failure) {
-        complain(name, subject, failure.what());
+        complain(name, subject, {failure.what()});
         return failure.status();
     } catch (const std::exception& error) {
-        complain(name, subject, error.what());
+        complain(name, subject, {reasonOf(error)});
         return exitFailed;
     }
 }

@@ -27,9 +27,21 @@ void needPrivileges() {
 Session::Session(Access access)
     : store_(access), links_(socket_), ports_(socket_, links_), classifier_(socket_, links_, ports_, store_),
       stored_(store_.load()), state_(present(stored_)) {
-    // Whatever becomes of this call's own change: what is lost leaves no trace.
-    if (access == Access::write && (lost_ || !damage().empty())) {
+    if (access == Access::write) {
+        repair();
+    }
+}
+
+// Whatever becomes of this call's own change: what is lost or was interrupted leaves no trace.
+void Session::repair() {
+    if (lost_ || !damage().empty()) {
         commit(state_, false);
+    } else if (store_.interrupted()) {
+        try {
+            commit(state_, false);
+        } catch (const Failure&) {
+            return; // this call's own change may succeed where that cannot: a deletion on a full disk
+        }
     }
 }
 
@@ -119,7 +131,7 @@ Missing Session::commit(State next, bool force) {
         lost_ = false;
         ports_.refresh();
         return missing;
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
         try {
             ports_.refresh();
             State back = state_;
@@ -128,10 +140,10 @@ Missing Session::commit(State next, bool force) {
             apply(next, back, back, true, true);
             store_.save(back, stored_);
             store_.markDone();
-        } catch (const std::runtime_error&) {
-            throw Failure(std::string(error.what()) + "; the next call cleans up"); // the busy mark stays
+        } catch (const std::exception&) {
+            throw Failure(reasonOf(error) + std::string("; the next call cleans up")); // the busy mark stays
         }
-        throw Failure(error.what());
+        throw Failure(reasonOf(error));
     }
 }
 

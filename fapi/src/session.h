@@ -34,6 +34,7 @@ class Session {
     Classifier& classifier() { return classifier_; }
 
   private:
+    void repair();
     State present(const State& stored);
     void dropLostRules(State& present);
     // stored: what the kernel was last made to be; there: what it still has of it.

@@ -7,6 +7,7 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -217,6 +218,10 @@ void Store::saveRules(const RuleTable& rules, const RuleTable& before) {
             throw Failure(withErrno(path, errno));
         }
     }
+}
+
+bool Store::interrupted() const {
+    return access((folder_ + "/busy").c_str(), F_OK) == 0;
 }
 
 bool Store::markBusy() {

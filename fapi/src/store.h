@@ -34,6 +34,8 @@ class Store {
     // before: what the store holds now. Between markBusy() and markDone().
     void save(const State& state, const State& before);
 
+    // Whether an earlier call was killed while it changed the kernel.
+    bool interrupted() const;
     // Says that the kernel is being changed, from now on; returns whether an earlier call said so and was
     // killed.
     bool markBusy();

@@ -73,6 +73,13 @@ TEST_F(ToolFaultsTest, OneThatIsKilledAfterItsWorkIsTakenBackToo) {
     expectTakenBack();
 }
 
+// The shell cannot start it in so little memory.
+TEST_F(ToolFaultsTest, OneWithoutMemoryCountsAsFailed) {
+    startDaemonWhoseQcfg("ulimit -v 64");
+    db.update(statusTable, internetRow, internetUp());
+    expectTakenBack();
+}
+
 // By design the daemon waits for it; the manual page says so, and how to see it and what helps.
 TEST_F(ToolFaultsTest, OneThatHangsIsWaitedForAndCanBeSeenAndEnded) {
     startDaemonWhoseQcfg("sleep 1000");

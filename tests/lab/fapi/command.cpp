@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,7 +26,7 @@ std::vector<std::string> wordsOf(const std::string& line) {
     return words;
 }
 
-[[noreturn]] void execute(std::vector<std::string> words) {
+[[noreturn]] void execute(std::vector<std::string> words, const char* program = nullptr) {
     std::vector<char*> arguments;
     for (std::string& word : words) {
         arguments.push_back(word.data());
@@ -33,7 +34,7 @@ std::vector<std::string> wordsOf(const std::string& line) {
     arguments.push_back(nullptr);
     const std::string path = std::string(FAPI_BIN) + ":/usr/sbin:/usr/bin:/sbin:/bin";
     setenv("PATH", path.c_str(), 1);
-    execvp(arguments[0], arguments.data());
+    execvp(program == nullptr ? arguments[0] : program, arguments.data());
     _exit(127);
 }
 
@@ -52,7 +53,10 @@ int statusOf(int wait) {
     return WIFEXITED(wait) ? WEXITSTATUS(wait) : 128 + WTERMSIG(wait);
 }
 
-Result run(const std::vector<std::string>& words) {
+// `prepare` is called in the process that becomes the program.
+Result run(
+    const std::vector<std::string>& words, const std::function<void()>& prepare = [] {},
+    const char* program = nullptr) {
     int out[2];
     char errName[] = "/tmp/fapi-test-XXXXXX";
     const int err = mkstemp(errName);
@@ -64,7 +68,8 @@ Result run(const std::vector<std::string>& words) {
     if (child == 0) {
         dup2(out[1], 1);
         dup2(err, 2);
-        execute(words);
+        prepare();
+        execute(words, program);
     }
     close(out[1]);
     Result result;
@@ -85,6 +90,18 @@ Result command(const std::string& line) {
 
 Result shell(const std::string& line) {
     return run({"sh", "-c", line});
+}
+
+Result starved(const std::string& line, const std::string& plan) {
+    return run(
+        wordsOf(line), [&] { setenv("FAPI_STARVE", plan.c_str(), 1); }, FAPI_STARVING_TOOL);
+}
+
+Result limited(const std::string& line, int resource, int kilobytes) {
+    return run(wordsOf(line), [&] {
+        const rlimit limit{static_cast<rlim_t>(kilobytes) * 1024, static_cast<rlim_t>(kilobytes) * 1024};
+        setrlimit(static_cast<__rlimit_resource>(resource), &limit);
+    });
 }
 
 bool killedAtSystemCall(const std::string& line, int n) {

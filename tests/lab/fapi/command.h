@@ -19,6 +19,12 @@ Result command(const std::string& line);
 // The same as a shell runs it.
 Result shell(const std::string& line);
 
+// A tool with the allocations failing that starving.cpp reads from `plan`.
+Result starved(const std::string& line, const std::string& plan);
+
+// The program with that many kB for `resource`, one of setrlimit(2).
+Result limited(const std::string& line, int resource, int kilobytes);
+
 // The program is killed at its n-th entry into or return from a system call; false when it ended before,
 // which must be with success.
 bool killedAtSystemCall(const std::string& line, int n);

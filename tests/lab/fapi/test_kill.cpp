@@ -1,4 +1,4 @@
-#include "gateway.h"
+#include "interrupted.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,117 +7,129 @@ namespace fapi::test {
 
 namespace {
 
-// Every system call in turn takes minutes: FAPI_KILL_STEP=1 does it.
+// Every system call in turn takes many minutes: FAPI_KILL_STEP=1 does it.
 int step() {
     const char* chosen = getenv("FAPI_KILL_STEP");
-    return chosen == nullptr ? 5 : std::max(1, atoi(chosen));
+    return chosen == nullptr ? 41 : std::max(1, atoi(chosen));
 }
+
+// Even the shortest of these calls can be killed at more moments than this.
+constexpr int fewestMoments = 80;
 
 } // namespace
 
-// A tool is killed at a system call that it makes, one after the other; the usual start and stop afterwards
-// must leave nothing behind.
-class Kill : public GatewayTest {
+// A tool is killed at each moment of its call, one after the other.
+class KillTest : public InterruptedTest {
   protected:
-    struct Case {
-        std::vector<std::string> before; // commands that are in place
-        std::string line;                // the command that is killed
-        std::vector<std::string> down;   // the way back
-        int step = 1;                    // every step-th system call
-    };
-
-    static void killedAnywhere(const Case& c) {
-        const std::string clean = dump();
-        bool alive = true;
-        for (int n = 1; alive; n += step()) {
-            for (const std::string& line : c.before) {
-                ok(line);
+    // Prepares, kills the line and calls `killed`, as long as the moment comes within the line. Fails if that
+    // happens too seldom.
+    template <typename Prepare, typename Killed>
+    static void atEachMoment(const std::string& line, Prepare prepare, Killed killed) {
+        int kills = 0;
+        for (int moment = 1; !HasFatalFailure(); moment += step()) {
+            prepare();
+            const bool inTime = killedAtSystemCall(line, moment);
+            kills += inTime ? 1 : 0;
+            SCOPED_TRACE((inTime ? "killed at stop " : "not killed before stop ") + std::to_string(moment) +
+                         " of " + line);
+            killed();
+            if (!inTime) {
+                break;
             }
-            alive = killedAtSystemCall(c.line, n);
-            // The daemon's start: asks what exists, adds or modifies, then everything is taken back.
-            const Result again = command(c.line);
-            if (again.status != 0) {
-                std::string modify = c.line;
-                modify.replace(modify.find(" -A "), 4, " -M ");
-                ok(modify);
-            }
-            for (const std::string& line : c.down) {
-                ok(line);
-            }
-            ASSERT_EQ(clean, dump()) << "killed at system call " << n << " of " << c.line;
         }
-    }
-
-    // The killed line is not asked for again: its object is there and listed, or nothing of it is. Any other
-    // change sees to that, for it finds the mark of the one that was killed.
-    static void leavesNothing(const std::string& add, const std::string& list, const std::string& remove) {
-        const std::string clean = dump();
-        bool alive = true;
-        for (int n = 1; alive; n += step()) {
-            alive = killedAtSystemCall(add, n);
-            ok("ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0");
-            ok("ifcfg --ifmap -D ppp0 -t2 -bptm0 -lptm0");
-            if (!output(list).empty()) {
-                ok(remove);
-            }
-            ASSERT_EQ(clean, dump()) << "killed at system call " << n << " of " << add;
-        }
+        EXPECT_TRUE(HasFatalFailure() || kills >= fewestMoments / step()) << kills << " kills in " << line;
     }
 };
 
-TEST_F(Kill, ofTheFirstQueueOfAPort) {
-    killedAnywhere({{},
-                    "qcfg --queue -A q1 -i ptm0 -t egress -l 64 -m sp --priority 1 -d tail --map 1",
-                    {"qcfg --queue -D q1 -i ptm0 -t egress"}});
-}
+class KillAnywhereTest : public KillTest, public testing::WithParamInterface<Interrupted> {};
 
-TEST_F(Kill, ofTheFirstRule) {
-    killedAnywhere(
-        {{},
-         "classcfg -A r -i br0 -p udp --dport 5060 -o ppp0 -j mark --mark 1 --mark-loc 1 --priority 1",
-         {"classcfg -D r -i br0"}});
-}
+INSTANTIATE_TEST_SUITE_P(Line, KillAnywhereTest, testing::ValuesIn(interruptedCalls()),
+                         [](const auto& given) { return given.param.name; });
 
-TEST_F(Kill, ofAnIngressQueue) {
-    killedAnywhere({{"ifcfg --ifmap -A ppp0 -t2 -bptm0 -lptm0"},
-                    "qcfg --queue -A q1 -i ppp0 -t ingress -l 64 -m sp --priority 1 -d tail --map 1",
-                    {"qcfg --queue -D q1 -i ppp0 -t ingress", "ifcfg --ifmap -D ppp0 -t2 -bptm0 -lptm0"}});
-}
-
-TEST_F(Kill, ofAQueueIsPutRightByACallForSomethingElse) {
-    leavesNothing("qcfg --queue -A q1 -i ptm0 -t egress -l 64 -m sp --priority 1 -d tail --map 1",
-                  "qcfg --queue -Lall -iptm0", "qcfg --queue -D q1 -i ptm0 -t egress");
-}
-
-TEST_F(Kill, ofAnIngressQueueIsPutRightByACallForSomethingElse) {
-    leavesNothing("qcfg --queue -A q1 -i ptm0 -t ingress -l 64 -m sp --priority 1 -d tail --map 1",
-                  "qcfg --queue -Lall -iptm0 -tingress", "qcfg --queue -D q1 -i ptm0 -t ingress");
-}
-
-TEST_F(Kill, ofARemoval) {
-    const std::string queue = "qcfg --queue -A q1 -i ptm0 -t egress -l 64 -m sp --priority 1 -d tail --map 1";
-    const std::string rule =
-        "classcfg -A r -i br0 -p udp --dport 5060 -o ppp0 -j mark --mark 1 --mark-loc 1 --priority 1";
+// The next call of the same kind does what the killed one was to do, and the way back leaves nothing.
+TEST_P(KillAnywhereTest, isPutRightByTheNextCall) {
+    const Interrupted& c = GetParam();
     const std::string clean = dump();
-    for (const std::string& removal :
-         {std::string("qcfg --queue -D q1 -i ptm0 -t egress"), std::string("classcfg -D r -i br0")}) {
-        bool alive = true;
-        for (int n = 1; alive; n += step()) {
-            ok(queue);
-            ok(rule);
-            alive = killedAtSystemCall(removal, n);
-            // The next start finds it or not, as the listing says, and the stop takes everything back.
-            const std::string listed = output("qcfg --queue -Lall -iptm0") + output("classcfg -Lall -ibr0");
-            for (std::string line : {queue, rule}) {
-                const bool there = listed.find(line == queue ? "q1\n" : "r\n") != std::string::npos;
-                line.replace(line.find(" -A "), 4, there ? " -M " : " -A ");
-                ok(line);
-            }
-            ok("classcfg -D r -i br0");
-            ok("qcfg --queue -D q1 -i ptm0 -t egress");
-            ASSERT_EQ(clean, dump()) << "killed at system call " << n << " of " << removal;
-        }
+    run(c.before);
+    ok(c.line);
+    const std::string done = dumpWithoutNumbers();
+    run(c.after);
+    ASSERT_EQ(clean, dump()) << "without a kill";
+    atEachMoment(
+        c.line, [&] { run(c.before); },
+        [&] {
+            again(c);
+            ASSERT_EQ(done, dumpWithoutNumbers());
+            run(c.after);
+            ASSERT_EQ(clean, dump());
+            expectNothingRemembered();
+        });
+}
+
+// The killed line is not asked for again: its object is there and listed, or nothing of it is. Any other
+// change sees to that, also one that fails, for it finds the mark of the one that was killed.
+TEST_F(KillTest, isPutRightByACallForSomethingElse) {
+    const auto map = [] { run({addMap, deleteMap}); };
+    const auto mistake = [] {
+        fails(1, "qcfg: queue other on ptm0: no such queue", "qcfg --queue -D other -i ptm0 -t egress");
+    };
+    struct Killed {
+        const char *add, *list, *remove;
+        std::function<void()> somethingElse;
+    };
+    const std::string clean = dump();
+    for (const Killed& one :
+         {Killed{addQueue, "qcfg --queue -Lall -iptm0", deleteQueue, mistake},
+          Killed{addIngressQueue, "qcfg --queue -Lall -ippp0 -tingress", deleteIngressQueue, map},
+          Killed{addIngressShaper, "qcfg --show --json", deleteIngressShaper, mistake}}) {
+        const std::string nothingListed = output(one.list);
+        atEachMoment(
+            one.add, [] {},
+            [&] {
+                one.somethingElse();
+                if (output(one.list) != nothingListed) {
+                    ok(one.remove);
+                }
+                ASSERT_EQ(clean, dump());
+                expectNothingRemembered();
+            });
     }
+}
+
+// After a killed deletion the next life adds or modifies, as the listing says.
+TEST_F(KillTest, ofADeletionIsPutRightByTheNextLife) {
+    const std::string clean = dump();
+    for (const std::string removal : {deleteQueue, deleteRule}) {
+        atEachMoment(
+            removal,
+            [] {
+                run({addQueue, addRule});
+            },
+            [&] {
+                again(addQueue);
+                again(addRule);
+                run({deleteRule, deleteQueue});
+                ASSERT_EQ(clean, dump());
+            });
+    }
+}
+
+// The call that puts right what one left that was killed in the middle is killed, too.
+TEST_F(KillTest, ofWhatPutsRightIsPutRight) {
+    constexpr int inTheMiddle = 140;
+    const std::string clean = dump();
+    ok(addIngressQueue);
+    const std::string done = dumpWithoutNumbers();
+    ok(deleteIngressQueue);
+    atEachMoment(
+        addIngressQueue, [] { ASSERT_TRUE(killedAtSystemCall(addIngressQueue, inTheMiddle)); },
+        [&] {
+            again(addIngressQueue);
+            ASSERT_EQ(done, dumpWithoutNumbers());
+            ok(deleteIngressQueue);
+            ASSERT_EQ(clean, dump());
+            expectNothingRemembered();
+        });
 }
 
 } // namespace fapi::test
