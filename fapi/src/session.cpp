@@ -7,6 +7,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <utility>
+
 namespace fapi {
 
 namespace {
@@ -125,11 +127,13 @@ Missing Session::commit(State next, bool force) {
     const bool all = store_.markBusy();
     try {
         const Missing missing = apply(stored_, state_, next, force, all);
+        State same = next; // while an exception still finds what was before
         store_.save(next, stored_);
         store_.markDone();
-        stored_ = state_ = next;
-        lost_ = false;
         ports_.refresh();
+        stored_ = std::move(same);
+        state_ = std::move(next);
+        lost_ = false;
         return missing;
     } catch (const std::exception& error) {
         try {

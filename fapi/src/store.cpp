@@ -100,7 +100,8 @@ void writeAll(const std::string& path, const std::string& text) {
 
 // Others than root may read what they know the name of, but not open the folder: whoever opens it can lock
 // it.
-Store::Store(Access access) : root_(rootFolder()), folder_(root_ + "/" + namespaceName()), access_(access) {
+Store::Store(Access access)
+    : root_(rootFolder()), folder_(root_ + "/" + namespaceName()), busy_(folder_ + "/busy"), access_(access) {
     lock(access);
 }
 
@@ -221,13 +222,12 @@ void Store::saveRules(const RuleTable& rules, const RuleTable& before) {
 }
 
 bool Store::interrupted() const {
-    return access((folder_ + "/busy").c_str(), F_OK) == 0;
+    return access(busy_.c_str(), F_OK) == 0;
 }
 
 bool Store::markBusy() {
-    const std::string file = folder_ + "/busy";
     const auto create = [&] {
-        return UniqueFd(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+        return UniqueFd(open(busy_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     };
     UniqueFd busy = create();
     if (!busy && errno == ENOENT) {
@@ -235,7 +235,7 @@ bool Store::markBusy() {
         busy = create();
     }
     if (!busy && errno != EEXIST) {
-        throw Failure(withErrno(file, errno));
+        throw Failure(withErrno(busy_, errno));
     }
     unfinished_ = unfinished_ || !busy;
     return !busy;
@@ -246,7 +246,7 @@ void Store::markDone() {
     if (unfinished_) {
         (void)unlink((folder_ + "/state.new").c_str());
     }
-    (void)unlink((folder_ + "/busy").c_str());
+    (void)unlink(busy_.c_str());
     if (empty_) {
         (void)rmdir(folder_.c_str());
     }

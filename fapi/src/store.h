@@ -51,6 +51,7 @@ class Store {
 
     std::string root_;
     std::string folder_;
+    std::string busy_; // once everything is stored nothing may fail any more, not even for memory
     UniqueFd lock_;
     Access access_;
     std::string damage_;
