@@ -107,6 +107,24 @@ void longName(const LintInput& input, Findings& findings) {
     }
 }
 
+// The daemon's own rule for words lets it through, for addresses with a prefix length.
+void slashInName(const LintInput& input, Findings& findings) {
+    const auto check = [&](const Findings::Row& row, const char* column, const std::string& name) {
+        if (name.find('/') != std::string::npos) {
+            findings.add(row, column,
+                         "'" + name +
+                             "' contains a /: the tools refuse the commands with it, and the daemon ends",
+                         "Write another character in its place.");
+        }
+    };
+    for (const Service& service : input.gateway.services) {
+        check(pacerctl::rowOf(service), "Interface", service.interface);
+    }
+    for (const BuiltRule& built : input.built.rules) {
+        check(pacerctl::rowOf(*built.rule), "Name", built.rule->name);
+    }
+}
+
 // The undo replaces the first "-A" of a command, and only if there is none the first "-M". In a command with
 // "-M" (the object existed already) an "-A" inside a name is taken for the flag.
 void derailsUndo(const LintInput& input, Findings& findings) {
@@ -195,6 +213,7 @@ constexpr LintCheck checksOfValues[] = {
     {"empty-name", Severity::error, "A rule or an interface has no name", emptyName},
     {"interface-name-length", Severity::error, "An interface name is too long", longInterfaceName},
     {"name-length", Severity::error, "A text is too long for the daemon or the tools", longName},
+    {"slash-in-name", Severity::error, "A rule's or an interface's name contains a /", slashInName},
     {"undo-derailed", Severity::error, "A name contains -A", derailsUndo},
     {"flag-in-name", Severity::note, "A name contains -M or -D", flagInName},
     {"flag-value", Severity::warning, "A flag is neither 0 nor 1", badFlag},
