@@ -92,9 +92,10 @@ Result shell(const std::string& line) {
     return run({"sh", "-c", line});
 }
 
-Result starved(const std::string& line, const std::string& plan) {
+Result commandOf(const std::string& program, const std::string& line, const char* variable,
+                 const std::string& value) {
     return run(
-        wordsOf(line), [&] { setenv("FAPI_STARVE", plan.c_str(), 1); }, FAPI_STARVING_TOOL);
+        wordsOf(line), [&] { setenv(variable, value.c_str(), 1); }, program.c_str());
 }
 
 Result limited(const std::string& line, int resource, int kilobytes) {

@@ -19,8 +19,9 @@ Result command(const std::string& line);
 // The same as a shell runs it.
 Result shell(const std::string& line);
 
-// A tool with the allocations failing that starving.cpp reads from `plan`.
-Result starved(const std::string& line, const std::string& plan);
+// Another program under the name that the line begins with, and one more variable in its environment.
+Result commandOf(const std::string& program, const std::string& line, const char* variable,
+                 const std::string& value);
 
 // The program with that many kB for `resource`, one of setrlimit(2).
 Result limited(const std::string& line, int resource, int kilobytes);

@@ -19,6 +19,11 @@ int step() {
 // Even the shortest of these calls allocates more often than this.
 constexpr int fewestAllocations = 50;
 
+// The tool with the allocations failing that starving.cpp reads from `plan`.
+Result starved(const std::string& line, const std::string& plan) {
+    return commandOf(FAPI_STARVING_TOOL, line, "FAPI_STARVE", plan);
+}
+
 } // namespace
 
 // A tool gets no more memory in the middle of its call.
