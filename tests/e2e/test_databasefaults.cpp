@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <list>
 
@@ -163,15 +164,14 @@ class FloodTest : public DatabaseFaultsTest {
     }
 
     // Each update is a transaction of its own: the shaper's rate counts up, and twice a second the internet
-    // goes and comes. For the second half of the time the daemon stands still, so that much lies before it
-    // when it goes on. Returns how many there were.
-    int flood() {
+    // goes and comes. Returns how many there were.
+    int flood(const std::function<void()>& halfway) {
         std::list<Pipeline> writers(4);
         auto tick = std::chrono::steady_clock::now();
         int rate = 0;
         for (int time = 0; time < seconds() * 1000; ++time) {
             if (time == seconds() * 500) {
-                daemon->signal(SIGSTOP);
+                halfway();
             }
             auto writer = writers.begin();
             for (int i = 0; i < perMillisecond; ++i) {
@@ -190,37 +190,52 @@ class FloodTest : public DatabaseFaultsTest {
         for (Pipeline& each : writers) {
             EXPECT_TRUE(each.finish());
         }
-        daemon->signal(SIGCONT);
         return rate;
+    }
+
+    // Returns in how many looks the daemon took it in.
+    std::size_t expectIsTakenIn(const std::function<void()>& halfway, const std::function<void()>& end) {
+        startDaemon(smallGateway(), {"-d", "0"});
+        bringUp();
+        const pid_t process = daemon->process().id();
+        const long before = memoryOf(process, "VmHWM:");
+        const auto begin = std::chrono::steady_clock::now();
+        const int updates = flood(halfway);
+        const std::chrono::duration<double> sent = std::chrono::steady_clock::now() - begin;
+        end();
+        takeDown();
+        const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+        const long grown = memoryOf(process, "VmHWM:") - before;
+        const std::size_t looked = looks();
+        std::cout << updates << " updates in " << sent.count() << " s, " << updates / sent.count()
+                  << " a second; the daemon had them all after " << taken.count() << " s, in " << looked
+                  << " looks; its memory grew by at most " << grown << " kB\n";
+        EXPECT_EQ(updates, seconds() * 1000 * perMillisecond);
+        EXPECT_THAT(daemon->commands().objects(), IsEmpty());
+        db.update("QoSShaper", 1, {{"ShapingRate", updates + 1}});
+        daemon->commands().clear();
+        bringUp();
+        EXPECT_THAT(daemon->commands().changes(),
+                    Contains(HasSubstr(" --pir " + std::to_string(updates + 1) + " -t egress")));
+        EXPECT_EQ(daemon->commands().objects().size(), 11U);
+#ifndef E2E_SANITIZED // which keep freed memory for a while
+        EXPECT_LT(grown, 256) << "kB";
+#endif
+        expectNoErrors();
+        expectStopLeavesNothing();
+        return looked;
     }
 };
 
 TEST_F(FloodTest, IsTakenInToTheLastUpdate) {
-    startDaemon(smallGateway(), {"-d", "0"});
-    bringUp();
-    const pid_t process = daemon->process().id();
-    const long before = memoryOf(process, "VmHWM:");
-    const auto begin = std::chrono::steady_clock::now();
-    const int updates = flood();
-    const std::chrono::duration<double> sent = std::chrono::steady_clock::now() - begin;
-    takeDown();
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    const long grown = memoryOf(process, "VmHWM:") - before;
-    std::cout << updates << " updates in " << sent.count() << " s, " << updates / sent.count()
-              << " a second; the daemon had them all after " << taken.count() << " s, in " << looks()
-              << " looks; its memory grew by at most " << grown << " kB\n";
-    EXPECT_THAT(daemon->commands().objects(), IsEmpty());
-    db.update("QoSShaper", 1, {{"ShapingRate", updates + 1}});
-    daemon->commands().clear();
-    bringUp();
-    EXPECT_THAT(daemon->commands().changes(),
-                Contains(HasSubstr(" --pir " + std::to_string(updates + 1) + " -t egress")));
-    EXPECT_EQ(daemon->commands().objects().size(), 11U);
-#ifndef E2E_SANITIZED // which keep freed memory for a while
-    EXPECT_LT(grown, 256) << "kB";
-#endif
-    expectNoErrors();
-    expectStopLeavesNothing();
+    const auto nothing = [] {};
+    EXPECT_GT(expectIsTakenIn(nothing, nothing), 10U * static_cast<unsigned>(seconds()))
+        << "it takes part all the time";
+}
+
+// Much lies before the daemon when it goes on.
+TEST_F(FloodTest, IsTakenInAfterAStandstill) {
+    expectIsTakenIn([&] { daemon->signal(SIGSTOP); }, [&] { daemon->signal(SIGCONT); });
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 namespace e2e {
 
@@ -181,8 +182,15 @@ TEST_F(SystemFaultsTest, AClockThatJumpsChangesNothing) {
                    std::map<std::string, std::string>{{"LD_PRELOAD", E2E_CLOCK_SHIM},
                                                       {"PATH", toolsFolder() + ":/usr/bin:/bin"}});
     ASSERT_TRUE(log.waitFor("info: initial startup in progress"));
+    const std::string daemonsFiles = readFile("/proc/" + std::to_string(daemon->process().id()) + "/maps");
+    ASSERT_THAT(daemonsFiles, HasSubstr(E2E_CLOCK_SHIM));
     for (const char* jump : {"-1000000000", "1000000000"}) {
         SCOPED_TRACE(jump);
+        setClock(jump);
+        const Outcome shifted = run({"env", "LD_PRELOAD=" E2E_CLOCK_SHIM, "date", "+%s"});
+        ASSERT_NEAR(std::atof(shifted.output.c_str()),
+                    static_cast<double>(std::time(nullptr)) + std::atof(jump), 60);
+        setClock("0");
         log.clear();
         bringUp();
         server.crash();
