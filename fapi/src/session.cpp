@@ -142,7 +142,7 @@ Missing Session::commit(State next, bool force) {
             back.clsacts = next.clsacts; // what was made on the way there must be seen to go
             back.pcps = next.pcps;
             apply(next, back, back, true, true);
-            store_.save(back, stored_);
+            store_.saveBack(back, stored_, next);
             store_.markDone();
         } catch (const std::exception&) {
             throw Failure(reasonOf(error) + std::string("; the next call cleans up")); // the busy mark stays

@@ -181,18 +181,34 @@ void Store::makeFolder() {
 }
 
 void Store::save(const State& state, const State& before) {
-    const std::string file = folder_ + "/state";
     empty_ = state.empty() && state.clsacts.empty();
     if (empty_) {
-        (void)unlink(file.c_str());
+        (void)unlink((folder_ + "/state").c_str());
         (void)unlink((folder_ + "/rules").c_str());
         return;
     }
     saveRules(state.rules, before.rules);
     const std::string text = formatState(state);
-    if (text == formatState(before)) {
+    if (text != formatState(before)) {
+        saveText(text);
+    }
+}
+
+// Writes only what is different, which a full disk may still have room for.
+void Store::saveBack(const State& state, const State& before, const State& tried) {
+    save(state, before);
+    if (empty_) {
         return;
     }
+    saveRules(state.rules, tried.rules);
+    const std::string text = formatState(state);
+    if (text != readAll(folder_ + "/state")) {
+        saveText(text);
+    }
+}
+
+void Store::saveText(const std::string& text) {
+    const std::string file = folder_ + "/state";
     const std::string fresh = file + ".new";
     unfinished_ = true;
     writeAll(fresh, text);

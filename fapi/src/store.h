@@ -2,11 +2,9 @@
 // below $FAPI_QOS_STATE), and while anything is read or written a lock on the root folder.
 //
 //   <root>/<namespace cookie>/state   all but the rules; one line each; replaced as a whole by rename
-//   <root>/<namespace cookie>/rules   one record of fixed size per rule, by slot; a change writes its record
-//   only <root>/<namespace cookie>/busy    exists while the kernel is being changed: found at the start of a
-//   call, it says that
-//                                     an earlier call was killed, and that the kernel must be compared with
-//                                     the state
+//   <root>/<namespace cookie>/rules   one record of fixed size per rule, by slot, each written by itself
+//   <root>/<namespace cookie>/busy    exists while the kernel is being changed. Found at a call's start: an
+//                                     earlier call was killed, the kernel must be compared with the state
 //
 // The folder of a namespace goes away with its last object.
 #pragma once
@@ -33,6 +31,8 @@ class Store {
     const std::string& damage() const { return damage_; }
     // before: what the store holds now. Between markBusy() and markDone().
     void save(const State& state, const State& before);
+    // The same after a save() of `tried`, or what comes after it, has failed: any part of that may be stored.
+    void saveBack(const State& state, const State& before, const State& tried);
 
     // Whether an earlier call was killed while it changed the kernel.
     bool interrupted() const;
@@ -47,6 +47,7 @@ class Store {
     void lock(Access access);
     void requireOwn(int folder) const;
     void saveRules(const RuleTable& rules, const RuleTable& before);
+    void saveText(const std::string& text);
     void makeFolder();
 
     std::string root_;

@@ -176,6 +176,32 @@ TEST_F(StoredTest, if_damaged_is_named_to_who_reads_with_the_way_out_and_dropped
     damaged("state", "a line is not understood: ");
 }
 
+TEST_F(StoredTest, is_there_again_after_a_change_that_came_to_nothing) {
+    State changed = parseState("shaper s ptm0 3 egress 30000\n");
+    changed.rules = stored().rules;
+    changed.rules.edit(1).sequence = 3;
+    changed.rules.edit(2) = stored().rules.at(1);
+    changed.rules.edit(2).sequence = 2;
+    for (const bool half : {true, false}) {
+        Store store(Access::write);
+        const State before = store.load();
+        (void)store.markBusy();
+        if (half) { // the rules are written, the rest is not
+            fs::create_directory(folder + "/state.new");
+            EXPECT_THROW(store.save(changed, before), Failure);
+            fs::remove(folder + "/state.new");
+        } else {
+            store.save(changed, before);
+        }
+        store.saveBack(before, before, changed);
+        store.markDone();
+        const State after = store.load();
+        EXPECT_EQ(formatState(after), formatState(before));
+        EXPECT_EQ(after.rules.inOrder().size(), 1U);
+        EXPECT_TRUE(after.rules.at(1) == before.rules.at(1));
+    }
+}
+
 TEST_F(StoredTest, is_left_alone_when_it_cannot_be_read) {
     for (const char* name : {"/state", "/rules"}) {
         const std::string file = folder + name;
