@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <set>
 
@@ -177,33 +178,65 @@ TEST_P(HostileValuesTest, RunNothingAndLeaveNoFile) {
     EXPECT_EQ(daemon->stop(SIGTERM), 0);
 }
 
-// Free texts that take effect: as many as their commands may take time.
-class HostileFreeTextsTest : public HostileValuesTest {};
+// Free texts in rows that take effect: every 20th of them, or every PACERD_HOSTILE_STEP-th, in as many rounds
+// as their commands take time. HostileValuesTest cannot have them in effect, since each row makes commands.
+class HostileFreeTextsTest : public HostileValuesTest {
+  protected:
+    static std::size_t step() {
+        const char* chosen = std::getenv("PACERD_HOSTILE_STEP");
+        return chosen == nullptr ? 20 : std::max(1UL, std::strtoul(chosen, nullptr, 10));
+    }
+
+    // The small gateway with one row for each of these texts.
+    static Json gatewayWith(const TextColumn& where, const std::vector<std::string>& texts) {
+        Json gateway = smallGateway();
+        Json row = gateway[where.table][0];
+        row.update(where.others.is_null() ? Json::object() : where.others);
+        int id = 100;
+        for (const std::string& text : texts) {
+            row["Id"] = id++;
+            row[where.column] = where.before + text;
+            gateway[where.table].push_back(row);
+        }
+        return gateway;
+    }
+};
 
 INSTANTIATE_TEST_SUITE_P(
     Column, HostileFreeTextsTest,
-    ::testing::Values(TextColumn{"QoSQueues", "Name"}, TextColumn{"QoSQueues", "TrafficClasses", false, "1,"},
-                      TextColumn{"QoSQueues", "Scheduler"}, TextColumn{"QoSQueues", "DropAlgorithm"},
+    ::testing::Values(TextColumn{"QoSQueues", "Name", false, "", {{"Ingress", 0}}},
+                      TextColumn{"QoSQueues", "TrafficClasses", false, "1,", {{"Ingress", 0}}},
+                      TextColumn{"QoSQueues", "Scheduler", false, "", {{"Ingress", 0}}},
+                      TextColumn{"QoSQueues", "DropAlgorithm", false, "", {{"Ingress", 0}}},
                       TextColumn{"QoSClassification", "Protocol"}),
     [](const auto& where) { return std::string(where.param.table) + "_" + where.param.column; });
 
 TEST_P(HostileFreeTextsTest, InRowsThatTakeEffectRunOnlyTheTools) {
-    constexpr std::size_t step = 40;
+    constexpr std::size_t roundSize = 110;
+    const std::vector<std::string> all = hostileTexts();
     startLoose(smallGateway());
     upAndDown();
-    Json gateway = hostileGateway(GetParam());
-    Json& rows = gateway[GetParam().table];
-    for (std::size_t i = 0, from = 0; from < rows.size(); ++i, from += step) {
-        rows[i] = rows[from];
-    }
-    rows.erase(rows.begin() + static_cast<std::ptrdiff_t>(rows.size() / step), rows.end());
     const std::set<std::string> before = files();
-    db.replaceAll(gateway);
-    bringUp();
-    expectHarmless(daemon->commands().all());
-    EXPECT_GT(daemon->commands().all().size(), rows.size()) << "they did take effect";
-    takeDown();
+    std::vector<std::string> texts;
+    std::size_t rows = 0;
+    for (std::size_t at = 0; at < all.size() && !HasFailure(); at += step()) {
+        texts.push_back(all[at]);
+        if (texts.size() < roundSize && at + step() < all.size()) {
+            continue;
+        }
+        db.replaceAll(gatewayWith(GetParam(), texts));
+        daemon->commands().clear();
+        bringUp();
+        expectHarmless(daemon->commands().all());
+        takeDown();
+        expectHarmless(daemon->commands().all());
+        EXPECT_GT(daemon->commands().all().size(), texts.size()) << "they did take effect";
+        rows += texts.size();
+        texts.clear();
+    }
+    EXPECT_EQ(rows, (all.size() + step() - 1) / step());
     EXPECT_EQ(files(), before);
+    EXPECT_FALSE(std::filesystem::exists("/tmp/ran"));
     EXPECT_EQ(daemon->stop(SIGTERM), 0);
 }
 
