@@ -129,8 +129,8 @@ Missing Session::commit(State next, bool force) {
         const Missing missing = apply(stored_, state_, next, force, all);
         State same = next; // while an exception still finds what was before
         store_.save(next, stored_);
-        store_.markDone();
         ports_.refresh();
+        store_.markDone(); // nothing fails any more
         stored_ = std::move(same);
         state_ = std::move(next);
         lost_ = false;
