@@ -39,6 +39,9 @@ struct Shaper {
 enum class Scheduler { strict, weighted };
 enum class Drop { tail, red };
 
+constexpr uint64_t highestKbit = 100'000'000; // 100 Gbit/s
+constexpr uint64_t highestLength = 100'000;   // packets
+constexpr uint64_t highestWeight = 1000;
 constexpr uint32_t highestPrecedence = 9;
 constexpr uint32_t defaultQueueMark = 8; // the queue with this --map takes what no other queue is for
 

@@ -16,9 +16,6 @@ namespace fapi {
 
 namespace {
 
-constexpr uint64_t highestKbit = 100'000'000; // 100 Gbit/s
-constexpr uint64_t highestLength = 100'000;   // packets
-constexpr uint64_t highestWeight = 1000;
 constexpr uint64_t highestMark = UINT32_MAX;
 
 Direction readDirection(const Options& options) {

@@ -1,8 +1,13 @@
 #include "failure.h"
+#include "port.h"
 #include "rule.h"
 #include "store.h"
+#include "values.h"
 
+#include <algorithm>
+#include <bitset>
 #include <charconv>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -37,19 +42,34 @@ class Line {
     }
 
     template <typename T>
-    T number() {
+    T number(T lowest = std::numeric_limits<T>::min(), T highest = std::numeric_limits<T>::max()) {
         const std::string text = word();
         T value = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-        if (error != std::errc() || end != text.data() + text.size()) {
+        if (error != std::errc() || end != text.data() + text.size() || value < lowest || value > highest) {
             bad();
         }
         return value;
     }
 
+    std::string name() {
+        std::string text = word();
+        if (!isName(text)) {
+            bad();
+        }
+        return text;
+    }
+
+    // By whatever name the kernel has it.
     Interface interface() {
         std::string name = word();
-        return {std::move(name), number<int>()};
+        return {std::move(name), number<int>(1)};
+    }
+
+    void end() const {
+        if (!rest_.empty()) {
+            bad();
+        }
     }
 
     template <typename T>
@@ -83,30 +103,31 @@ IfMap readIfMap(Line& line) {
     if (group != "-") {
         map.group = Line(group).number<int>();
     }
-    map.uses = line.number<uint32_t>();
+    map.uses = line.number<uint32_t>(1);
     return map;
 }
 
 Shaper readShaper(Line& line) {
     Shaper shaper;
-    shaper.name = line.word();
+    shaper.name = line.name();
     shaper.port = line.interface();
     shaper.direction = line.direction();
-    shaper.kbit = line.number<uint64_t>();
+    shaper.kbit = line.number<uint64_t>(1, highestKbit);
     return shaper;
 }
 
 Queue readQueue(Line& line) {
     Queue queue;
-    queue.name = line.word();
+    queue.name = line.name();
     queue.owner = line.interface();
     queue.direction = line.direction();
-    queue.length = line.number<uint32_t>();
+    queue.length = line.number<uint32_t>(0, highestLength);
     queue.scheduler = line.oneOf("strict", Scheduler::strict, "weighted", Scheduler::weighted);
-    queue.value = line.number<uint32_t>();
+    queue.value = queue.scheduler == Scheduler::strict ? line.number<uint32_t>(0, highestPrecedence)
+                                                       : line.number<uint32_t>(1, highestWeight);
     queue.drop = line.oneOf("tail", Drop::tail, "red", Drop::red);
     queue.mark = line.number<uint32_t>();
-    queue.minor = line.number<uint16_t>();
+    queue.minor = line.number<uint16_t>(firstQueueMinor, lastQueueMinor);
     return queue;
 }
 
@@ -131,6 +152,24 @@ Kernel readKernel(Line& line) {
         id = line.number<uint32_t>();
     }
     return kernel;
+}
+
+// One class for each queue, one shaper for each port and direction.
+void requireDistinct(const State& state) {
+    std::bitset<lastQueueMinor + 1> taken;
+    for (const Queue& queue : state.queues) {
+        if (taken[queue.minor]) {
+            throw Failure("two queues in one class: " + queue.name);
+        }
+        taken[queue.minor] = true;
+    }
+    for (auto shaper = state.shapers.begin(); shaper != state.shapers.end(); ++shaper) {
+        if (std::any_of(state.shapers.begin(), shaper, [&](const Shaper& other) {
+                return other.port == shaper->port && other.direction == shaper->direction;
+            })) {
+            throw Failure("two shapers on one port: " + shaper->name);
+        }
+    }
 }
 
 } // namespace
@@ -183,13 +222,15 @@ State parseState(const std::string& text) {
             state.clsacts.push_back(line.interface());
         } else if (kind == "pcp") {
             Interface vlan = line.interface();
-            state.pcps.emplace_back(std::move(vlan), line.number<uint32_t>());
+            state.pcps.emplace_back(std::move(vlan), line.number<uint32_t>(0, highestPcp));
         } else if (kind == "kernel") {
             state.kernel = readKernel(line);
         } else {
             line.bad();
         }
+        line.end();
     }
+    requireDistinct(state);
     return state;
 }
 

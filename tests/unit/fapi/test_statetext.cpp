@@ -31,6 +31,33 @@ TEST(StateText, refusesWhatItDoesNotKnow) {
     }
 }
 
+// A damaged number or a line that stands there twice would lead every later call astray.
+TEST(StateText, refusesWhatTheToolsNeverWrite) {
+    const std::string shaper = "shaper s ptm0 3 egress 20000\n";
+    const std::string queue = "queue q ptm0 3 egress 64 weighted 20 tail 1 16\n";
+    EXPECT_NO_THROW(parseState(shaper + queue));
+    for (const std::string& text :
+         {std::string("shaper s ptm0 3 egress 0\n"), std::string("shaper s ptm0 3 egress 100000001\n"),
+          std::string("shaper s ptm0 3 egress 2305843009213693952\n"), // times 1000 it is 0
+          std::string("shaper s ptm0 0 egress 20000\n"), std::string("shaper s ptm0 3 egress 20000 1\n"),
+          std::string("shaper a/b ptm0 3 egress 20000\n"),
+          std::string("queue q ptm0 3 egress 64 weighted 0 tail 1 16\n"), // divided by
+          std::string("queue q ptm0 3 egress 64 weighted 1001 tail 1 16\n"),
+          std::string("queue q ptm0 3 egress 64 strict 10 tail 1 16\n"),
+          std::string("queue q ptm0 3 egress 100001 strict 1 tail 1 16\n"),
+          std::string("queue q ptm0 3 egress 64 strict 1 tail 1 1\n"), // the class of all that has no queue
+          std::string("queue q ptm0 3 egress 64 strict 1 tail 1 3840\n"),
+          std::string("ifmap ppp0 7 2 ptm0 3 ptm0 3 - 0\n"), std::string("pcp ptm0.7 4 8\n"), shaper + shaper,
+          queue + queue}) {
+        EXPECT_THROW(parseState(text), Failure) << text;
+    }
+}
+
+TEST(StateText, takesAnInterfaceByWhateverNameTheKernelHasIt) {
+    const std::string text = "pcp wl\xc3\xa4n0 4 5\n";
+    EXPECT_EQ(text, formatState(parseState(text)));
+}
+
 TEST(StateText, ofNothingIsNothing) {
     EXPECT_EQ("", formatState(State{}));
     EXPECT_TRUE(parseState("").empty());
