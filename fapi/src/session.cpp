@@ -142,9 +142,15 @@ Missing Session::commit(State next, bool force) {
             back.clsacts = next.clsacts; // what was made on the way there must be seen to go
             back.pcps = next.pcps;
             apply(next, back, back, true, true);
+            State same = back;
             store_.saveBack(back, stored_, next);
+            ports_.refresh();
             store_.markDone();
+            stored_ = std::move(same);
+            state_ = std::move(back);
+            lost_ = false;
         } catch (const std::exception&) {
+            ports_.refresh(); // another change of this call's asks the kernel anew
             throw Failure(reasonOf(error) + std::string("; the next call cleans up")); // the busy mark stays
         }
         throw Failure(reasonOf(error));

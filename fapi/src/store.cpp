@@ -71,6 +71,10 @@ std::string readAll(const std::string& path) {
     return text;
 }
 
+bool isNothing(const State& state) {
+    return state.empty() && state.clsacts.empty();
+}
+
 // What a function makes of a file's content; its complaint names the file.
 template <typename Parse>
 auto parsed(const std::string& path, const std::string& text, const Parse& parse) {
@@ -181,7 +185,7 @@ void Store::makeFolder() {
 }
 
 void Store::save(const State& state, const State& before) {
-    empty_ = state.empty() && state.clsacts.empty();
+    empty_ = isNothing(state);
     if (empty_) {
         (void)unlink((folder_ + "/state").c_str());
         (void)unlink((folder_ + "/rules").c_str());
@@ -194,13 +198,16 @@ void Store::save(const State& state, const State& before) {
     }
 }
 
-// Writes only what is different, which a full disk may still have room for.
+// Writes only what is different, which a full disk may still have room for; the rules first, whose records
+// are there already.
 void Store::saveBack(const State& state, const State& before, const State& tried) {
+    if (!isNothing(state)) {
+        saveRules(state.rules, tried.rules);
+    }
     save(state, before);
     if (empty_) {
         return;
     }
-    saveRules(state.rules, tried.rules);
     const std::string text = formatState(state);
     if (text != readAll(folder_ + "/state")) {
         saveText(text);

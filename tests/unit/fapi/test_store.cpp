@@ -202,6 +202,25 @@ TEST_F(StoredTest, is_there_again_after_a_change_that_came_to_nothing) {
     }
 }
 
+// As on a full disk, where a record that is there can be written again and nothing else.
+TEST_F(StoredTest, has_no_rule_of_a_change_that_came_to_nothing_where_there_is_no_room_for_the_way_back) {
+    State changed = stored();
+    changed.shapers[0].kbit = 30000;
+    changed.rules.edit(1).sequence = 3;
+    {
+        Store store(Access::write);
+        const State before = store.load();
+        (void)store.markBusy();
+        fs::create_directory(folder + "/state.new");
+        EXPECT_THROW(store.save(changed, before), Failure);
+        State back = before;
+        back.kernel.maps[0] = 1; // made anew on the way
+        EXPECT_THROW(store.saveBack(back, before, changed), Failure);
+        fs::remove(folder + "/state.new");
+    }
+    EXPECT_TRUE(Store(Access::read).load().rules.at(1) == stored().rules.at(1));
+}
+
 TEST_F(StoredTest, is_left_alone_when_it_cannot_be_read) {
     for (const char* name : {"/state", "/rules"}) {
         const std::string file = folder + name;
