@@ -52,6 +52,9 @@ Interface Session::interface(const std::string& name) {
     if (link == nullptr) {
         throw Failure("no such interface '" + name + "'");
     }
+    if (link->name != name) { // under the other name nothing would be listed, nor be found for its removal
+        throw Failure("'" + name + "' is an alternative name; the interface is called '" + link->name + "'");
+    }
     return {link->name, link->index};
 }
 

@@ -9,6 +9,22 @@ constexpr const char* aQueue = "qcfg --queue -A q -i ptm0 -t egress -l 5 -m sp -
 constexpr const char* aRule =
     "classcfg -A r -i br0 -p udp --dport 5060 -o ppp0 -j mark --mark 1 --mark-loc 1 --priority 1";
 
+// Nothing could be listed or removed under it, for what is remembered is the interface's own name.
+TEST_F(Errors, ofAnAlternativeNameTellTheOneThatCounts) {
+    ok("ip link property add dev ptm0 altname wan-port");
+    const std::string before = dump();
+    const std::string reason = "'wan-port' is an alternative name; the interface is called 'ptm0'";
+    fails(1, "qcfg: queue q on wan-port: " + reason,
+          "qcfg --queue -A q -i wan-port -t egress -l 5 -m sp --priority 1 -d tail --map 1");
+    fails(1, "qcfg: queues: " + reason, "qcfg --queue -Lall -iwan-port");
+    fails(1, "qcfg: shaper s on wan-port: " + reason, "qcfg --port -A s -i wan-port -s cb --pir 1 -t egress");
+    fails(1, "ifcfg: ifmap ppp0 on wan-port: " + reason, "ifcfg --ifmap -A ppp0 -t2 -bwan-port -lptm0");
+    fails(1, "classcfg: rule r on br0: " + reason,
+          "classcfg -A r -i br0 -p udp -o wan-port -j mark --mark 1 --mark-loc 1 --priority 1");
+    EXPECT_EQ(before, dump());
+    EXPECT_EQ("", output("ifcfg --ifmap -L"));
+}
+
 TEST_F(Errors, ofUsageExitWithTwo) {
     const std::string before = dump();
     fails(2, "qcfg: the first option must be --port or --queue (see --help)", "qcfg");
