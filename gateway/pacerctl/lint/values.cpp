@@ -120,6 +120,9 @@ void slashInName(const LintInput& input, Findings& findings) {
     for (const Service& service : input.gateway.services) {
         check(pacerctl::rowOf(service), "Interface", service.interface);
     }
+    if (const Node* port = input.gateway.wanPort()) { // the base of every interface map
+        check(pacerctl::rowOf(*port), "InterfaceName", port->interface);
+    }
     for (const BuiltRule& built : input.built.rules) {
         check(pacerctl::rowOf(*built.rule), "Name", built.rule->name);
     }

@@ -2,6 +2,18 @@
 
 namespace pacerctl::test {
 
+namespace {
+
+// The WAN port, wherever it is named.
+void callPort(Json& gateway, const char* name) {
+    node(gateway, 0)["InterfaceName"] = name;
+    node(gateway, 1)["ParentInterface"] = name;
+    node(gateway, 3)["ParentInterface"] = name;
+    shaper(gateway, 0)["InterfaceName"] = name;
+}
+
+} // namespace
+
 std::vector<Trap> actionTraps() {
     return {
         {{"action-no-interface QoSClassificationAction/2/QueueInterface"},
@@ -108,6 +120,9 @@ std::vector<Trap> valueTraps() {
         {{"slash-in-name StatusNetifWatchLogical/3/Interface"},
          [](Json& g) { service(g, 2)["Interface"] = "br0/1"; },
          [](Json& g) { service(g, 2)["Interface"] = "br0.1"; }},
+        {{"slash-in-name NetworkSetupNode/1/InterfaceName"},
+         [](Json& g) { callPort(g, "ptm/0"); },
+         [](Json& g) { callPort(g, "ptm.0"); }},
         {{"undo-derailed QoSClassification/3/Name"},
          [](Json& g) { rule(g, 2)["Name"] = "tier-A"; },
          [](Json& g) { rule(g, 2)["Name"] = "tier-a"; }},
