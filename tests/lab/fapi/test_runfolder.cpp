@@ -72,4 +72,23 @@ TEST_F(RunFolder, thatIsFull) {
     EXPECT_EQ(before, dump());
 }
 
+// What is left must be written down anew, and so must the way back.
+TEST_F(RunFolder, thatIsFullLetsADeletionFailThatTookEffect) {
+    const std::string before = dump();
+    ok(first);
+    const std::string with = dumpOfAnyPrograms();
+    ok(voiceRule);
+    fill();
+    const Result result = command("classcfg -D r -i br0");
+    EXPECT_EQ(1, result.status);
+    EXPECT_NE(std::string::npos, result.err.find("No space left on device; the next call cleans up"))
+        << result.err;
+    EXPECT_EQ("", output("classcfg -Lall -ibr0"));
+    ok("rm /run/filler");
+    fails(1, "classcfg: rule r on br0: no such rule", "classcfg -D r -i br0");
+    EXPECT_EQ(with, dumpOfAnyPrograms());
+    ok("qcfg --queue -D q1 -i ptm0 -t egress");
+    EXPECT_EQ(before, dump());
+}
+
 } // namespace fapi::test
