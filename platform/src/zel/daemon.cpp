@@ -28,15 +28,29 @@ struct Found {
     std::string fault;    // why it is no pid file
 };
 
+// What nobody but its owner could have opened: another name that somebody has given to a running instance's
+// file takes nothing from it.
+bool isHeldByItsOwner(int fd, const struct stat& status) {
+    constexpr mode_t others = S_IRWXG | S_IRWXO;
+    if ((status.st_mode & others) != 0) {
+        return false;
+    }
+    const bool held = ::flock(fd, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    if (!held) {
+        ::flock(fd, LOCK_UN);
+    }
+    return held;
+}
+
 // Somebody else may have put it there, to have it written to or to hold its lock for ever.
-std::string whyNoPidFile(const struct stat& status) {
+std::string whyNoPidFile(int fd, const struct stat& status) {
     if (!S_ISREG(status.st_mode)) {
         return "it is not a regular file";
     }
     if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
         return "it belongs to user " + std::to_string(status.st_uid);
     }
-    if (status.st_nlink > 1) {
+    if (status.st_nlink > 1 && !isHeldByItsOwner(fd, status)) {
         return "it is a hard link, one of " + std::to_string(status.st_nlink);
     }
     return "";
@@ -49,7 +63,7 @@ Found find(const std::string& path) {
     found.error = found.file.valid() ? 0 : errno;
     struct stat status = {};
     if ((found.file.valid() ? ::fstat(found.file.get(), &status) : ::lstat(path.c_str(), &status)) == 0) {
-        found.fault = whyNoPidFile(status);
+        found.fault = whyNoPidFile(found.file.get(), status);
     }
     return found;
 }

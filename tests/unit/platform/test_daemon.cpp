@@ -365,6 +365,16 @@ TEST_F(DaemonTest, a_hard_link_is_neither_written_nor_removed_and_its_lock_holds
     ::close(lock);
 }
 
+// As any user can make one where the kernel does not forbid it (fs.protected_hardlinks).
+TEST_F(DaemonTest, another_name_for_the_file_of_a_running_instance_takes_nothing_from_it) {
+    holdElsewhere();
+    fs::create_hard_link(file, sandbox / "another");
+    EXPECT_TRUE(ZEL_Daemon_occupiedPidFile(daemon));
+    EXPECT_EQ(ZEL_Daemon_createPidFile(daemon), PidFile::heldByOther);
+    release();
+    EXPECT_FALSE(ZEL_Daemon_occupiedPidFile(daemon));
+}
+
 // Between the look at what stands there and the file of its own.
 TEST_F(DaemonTest, a_link_that_takes_the_place_of_the_file_in_between_is_not_written_to) {
     const std::string victim = sandbox / "victim";
