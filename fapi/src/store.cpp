@@ -39,7 +39,11 @@ std::string namespaceName() {
 
 std::string rootFolder() {
     const char* chosen = getenv("FAPI_QOS_STATE");
-    return chosen != nullptr && *chosen != '\0' ? chosen : "/run/fapi-qos";
+    std::string folder = chosen != nullptr && *chosen != '\0' ? chosen : "/run/fapi-qos";
+    while (folder.size() > 1 && folder.back() == '/') { // with it open() would follow a link
+        folder.pop_back();
+    }
+    return folder;
 }
 
 // More than any state takes, less than would hurt: a thousand queues are 60 kB. What is longer is cut off.

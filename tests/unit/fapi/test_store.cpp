@@ -51,6 +51,9 @@ TEST_F(StoreTest, does_not_follow_a_link_in_its_folders_place) {
     fs::create_directory_symlink(victim, root);
     for (const Access access : {Access::read, Access::write}) {
         EXPECT_EQ(failureOf(access), "state folder " + root + ": Not a directory");
+        setenv("FAPI_QOS_STATE", (root + "//").c_str(), 1);
+        EXPECT_EQ(failureOf(access), "state folder " + root + ": Not a directory");
+        setenv("FAPI_QOS_STATE", root.c_str(), 1);
     }
     EXPECT_TRUE(fs::is_empty(victim));
 }
