@@ -211,6 +211,9 @@ State parseState(const std::string& text) {
         const size_t end = rest.find('\n');
         Line line(rest.substr(0, end));
         rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
+        if (end == 0) {
+            continue; // a call was killed while it wrote over a longer text
+        }
         const std::string kind = line.word();
         if (kind == "ifmap") {
             state.ifMaps.push_back(readIfMap(line));

@@ -89,19 +89,36 @@ auto parsed(const std::string& path, const std::string& text, const Parse& parse
     }
 }
 
-void writeAll(const std::string& path, const std::string& text) {
-    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    if (!file) {
-        throw Failure(withErrno(path, errno));
-    }
+// Returns 0, or what errno says.
+int writeAll(int file, const std::string& text) {
     size_t done = 0;
     while (done < text.size()) {
-        const ssize_t wrote = write(file.get(), text.data() + done, text.size() - done);
+        const ssize_t wrote = write(file, text.data() + done, text.size() - done);
         if (wrote < 0 && errno != EINTR) {
-            throw Failure(withErrno(path, errno));
+            return errno;
         }
         done += wrote > 0 ? static_cast<size_t>(wrote) : 0;
     }
+    return 0;
+}
+
+int writeFresh(const std::string& path, const std::string& text) {
+    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    return file ? writeAll(file.get(), text) : errno;
+}
+
+// On a full disk, what takes no more room than the file has. Blank lines, which say nothing, cover the rest
+// of the old text until it is cut off.
+bool writeOver(const std::string& path, std::string text) {
+    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    struct stat about {};
+    constexpr off_t blockSize = 512; // of st_blocks, everywhere
+    const auto size = static_cast<off_t>(text.size());
+    if (!file || fstat(file.get(), &about) != 0 || size > about.st_blocks * blockSize) {
+        return false;
+    }
+    text.resize(static_cast<size_t>(std::max(size, about.st_size)), '\n');
+    return writeAll(file.get(), text) == 0 && ftruncate(file.get(), size) == 0;
 }
 
 } // namespace
@@ -222,9 +239,15 @@ void Store::saveText(const std::string& text) {
     const std::string file = folder_ + "/state";
     const std::string fresh = file + ".new";
     unfinished_ = true;
-    writeAll(fresh, text);
-    if (rename(fresh.c_str(), file.c_str()) != 0) {
-        throw Failure(withErrno(file, errno));
+    int error = writeFresh(fresh, text);
+    if (error == ENOSPC || error == EDQUOT) {
+        (void)unlink(fresh.c_str()); // and it gives back what it took
+        error = writeOver(file, text) ? 0 : error;
+    } else if (error == 0 && rename(fresh.c_str(), file.c_str()) != 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        throw Failure(withErrno(fresh, error));
     }
     unfinished_ = false;
 }

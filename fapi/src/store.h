@@ -1,7 +1,8 @@
 // Where the tools remember what they were told: one folder per network namespace below /run/fapi-qos (or
 // below $FAPI_QOS_STATE), and while anything is read or written a lock on the root folder.
 //
-//   <root>/<namespace cookie>/state   all but the rules; one line each; replaced as a whole by rename
+//   <root>/<namespace cookie>/state   all but the rules; one line each; replaced as a whole by rename;
+//                                     on a full disk written over, so that deletions need no room
 //   <root>/<namespace cookie>/rules   one record of fixed size per rule, by slot, each written by itself
 //   <root>/<namespace cookie>/busy    exists while the kernel is being changed. Found at a call's start: an
 //                                     earlier call was killed, the kernel must be compared with the state

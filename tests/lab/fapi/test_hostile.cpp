@@ -91,7 +91,7 @@ TEST_F(Hostile, aReadOnlyStateFolderIsNamedAndNothingChanges) {
 
 TEST_F(Hostile, aFullStateFolderLosesNothing) {
     const std::string before = dump();
-    ok("mount -t tmpfs -o size=8k small /run/netns"); // not /run itself: it holds the namespaces' names
+    ok("mount -t tmpfs -o size=4k small /run/netns"); // not /run itself: it holds the namespaces' names
     setenv("FAPI_QOS_STATE", "/run/netns/state", 1);
     ok(queue);
     const Result result = command(rule);

@@ -58,6 +58,11 @@ TEST(StateText, takesAnInterfaceByWhateverNameTheKernelHasIt) {
     EXPECT_EQ(text, formatState(parseState(text)));
 }
 
+TEST(StateText, isReadAsFarAsItWasWrittenOverALongerOne) {
+    const std::string text = "pcp ptm0.7 4 5\n";
+    EXPECT_EQ(text, formatState(parseState(text + "\n\n\n")));
+}
+
 TEST(StateText, ofNothingIsNothing) {
     EXPECT_EQ("", formatState(State{}));
     EXPECT_TRUE(parseState("").empty());
