@@ -115,6 +115,15 @@ std::string GatewayTest::output(const std::string& line) {
     return result.out;
 }
 
+void GatewayTest::fillRun() {
+    ok("mount -o remount,size=1M /run");
+    command("dd if=/dev/zero of=/run/filler bs=4k count=1000"); // as much as goes in
+}
+
+void GatewayTest::emptyRun() {
+    ok("rm /run/filler");
+}
+
 std::string GatewayTest::dump() {
     std::string all = output("tc -d qdisc show") + output("ip -d link show");
     for (const char* device : {"ptm0", "ppp0", "ptm0.8", "br0", "lan1", "plain0"}) {

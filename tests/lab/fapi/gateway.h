@@ -40,6 +40,9 @@ class GatewayTest : public testing::Test {
     static void fails(int status, const std::string& error, const std::string& line);
     static std::string output(const std::string& line); // standard output of a program that must succeed
 
+    static void fillRun(); // /run takes nothing more until emptyRun()
+    static void emptyRun();
+
     // Everything that an administrator could look at, without counters and timers.
     static std::string dump();
     static std::map<std::string, ClassCounters> classes(const std::string& device); // htb classes by handle

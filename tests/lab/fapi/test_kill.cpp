@@ -114,6 +114,29 @@ TEST_F(KillTest, ofADeletionIsPutRightByTheNextLife) {
     }
 }
 
+// Without room for another file what is left is written over the old text.
+TEST_F(KillTest, onAFullDiskIsPutRight) {
+    const std::string clean = dump();
+    ok(addQueue);
+    const std::string left = dumpWithoutNumbers();
+    ok(deleteQueue);
+    atEachMoment(
+        deleteRule,
+        [] {
+            run({addQueue, addRule});
+            fillRun();
+        },
+        [&] {
+            again(deleteRule);
+            ASSERT_EQ(left, dumpWithoutNumbers());
+            EXPECT_EQ("q1\n", output("qcfg --queue -Lall -iptm0"));
+            ok(deleteQueue);
+            ASSERT_EQ(clean, dump());
+            expectNothingRemembered();
+            emptyRun();
+        });
+}
+
 // The call that puts right what one left that was killed in the middle is killed, too.
 TEST_F(KillTest, ofWhatPutsRightIsPutRight) {
     constexpr int inTheMiddle = 140;

@@ -7,11 +7,6 @@ namespace fapi::test {
 // Where the tools keep what they remember cannot be written: they refuse, and the kernel stays as it was.
 class RunFolder : public GatewayTest {
   protected:
-    static void fill() {
-        ok("mount -o remount,size=1M /run");
-        command("dd if=/dev/zero of=/run/filler bs=4k count=1000"); // as much as goes in
-    }
-
     // Without the programs' numbers and times: what was on the way is rebuilt.
     static std::string dumpOfAnyPrograms() {
         static const std::regex number(" (id|load_time|btf_id) [0-9]+");
@@ -52,17 +47,17 @@ TEST_F(RunFolder, thatBecomesReadOnlyKeepsWhatThereIs) {
 
 TEST_F(RunFolder, thatIsFull) {
     const std::string before = dump();
-    fill();
+    fillRun();
     for (const char* line : {first, voiceRule}) {
         const Result result = command(line);
         EXPECT_EQ(1, result.status) << line;
         EXPECT_NE(std::string::npos, result.err.find("No space left on device")) << result.err;
         EXPECT_EQ(before, dump()) << line;
     }
-    ok("rm /run/filler");
+    emptyRun();
     ok(first);
     const std::string with = dumpOfAnyPrograms();
-    fill();
+    fillRun();
     EXPECT_EQ(1, command(voiceRule).status);
     EXPECT_EQ(with, dumpOfAnyPrograms());
     EXPECT_EQ("q1\n", output("qcfg --queue -Lall -iptm0"));
@@ -81,7 +76,7 @@ TEST_F(RunFolder, thatIsFullTakesWhatFitsAndEveryDeletion) {
     };
     ok(add(100));
     ok(voiceRule);
-    fill();
+    fillRun();
     int added = 101;
     std::string with;
     for (;; ++added) {
