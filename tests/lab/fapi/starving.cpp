@@ -38,6 +38,15 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
+// As the standard library's own does. Sanitizers bring one along whose memory only their delete may free.
+void* operator new(std::size_t size, const std::nothrow_t& /*none*/) noexcept {
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
