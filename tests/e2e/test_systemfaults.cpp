@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 
 namespace e2e {
 
@@ -21,14 +22,15 @@ namespace {
 class SystemFaultsTest : public GatewayTest {
   protected:
     // Only the one that counts: the other could not be raised again.
-    void limit(int resource, rlim_t value) {
+    static void limit(pid_t id, int resource, rlim_t value) {
         const auto which = static_cast<__rlimit_resource>(resource);
-        const pid_t id = daemon->process().id();
         rlimit both = {};
         ASSERT_EQ(prlimit(id, which, nullptr, &both), 0);
         both.rlim_cur = value;
         ASSERT_EQ(prlimit(id, which, &both, nullptr), 0);
     }
+
+    void limit(int resource, rlim_t value) { limit(daemon->process().id(), resource, value); }
 
     // The n-th from now on, of a daemon with the shim; 0: none.
     static void failAllocation(long number) {
@@ -37,8 +39,8 @@ class SystemFaultsTest : public GatewayTest {
         ::close(file);
     }
 
-    rlim_t addressSpace() {
-        const std::string status = readFile("/proc/" + std::to_string(daemon->process().id()) + "/status");
+    static rlim_t addressSpace(pid_t id) {
+        const std::string status = readFile("/proc/" + std::to_string(id) + "/status");
         return std::strtoull(status.c_str() + status.find("VmSize:") + 7, nullptr, 10) * 1024;
     }
 
@@ -112,7 +114,7 @@ TEST_F(SystemFaultsTest, TablesThatDoNotFitIntoItsMemoryAreAnOutage) {
     startDaemon(smallGateway());
     bringUp();
     daemon->commands().clear();
-    limit(RLIMIT_AS, addressSpace() + (512U << 10));
+    limit(RLIMIT_AS, addressSpace(daemon->process().id()) + (512U << 10));
     Json operations = Json::array({Database::updating(statusTable, internetRow, internetDown())});
     for (int id = 100; id < 10100; ++id) {
         operations.push_back(Database::insertion(
@@ -170,6 +172,26 @@ TEST_F(SystemFaultsTest, WithoutMemoryForADecisionItEndsInGoodOrder) {
         }
     }
     EXPECT_GT(ended, 3);
+}
+
+// By contract it follows the parents for ever, heeding nothing else, and notes each of them.
+TEST_F(SystemFaultsTest, WithoutMemoryForACircleOfParentsItEndsWithNothingApplied) {
+    Json configuration = smallGateway();
+    configuration["NetworkSetupNode"][0]["ParentInterface"] = "ptm0.7";
+    startServer(configuration);
+    daemon.emplace(Texts{"-b", "-d", "0"});
+    EXPECT_EQ(daemon->exitStatus(), 0) << "the parent";
+    ASSERT_TRUE(log.waitFor("info: initial startup in progress"));
+    settle();
+    Process background = Process::adopt(std::atoi(readFile(pidFile).c_str()));
+    limit(background.id(), RLIMIT_AS, addressSpace(background.id()) + (12U << 20));
+    db.update(statusTable, internetRow, internetUp());
+    ASSERT_TRUE(log.waitFor("info: found enabled low WAN path device 'ptm0' [XDSL]"));
+    background.signal(SIGTERM);
+    EXPECT_EQ(background.exitStatus(), 1);
+    EXPECT_EQ(log.messages().back(), "error: std::bad_alloc");
+    EXPECT_FALSE(std::filesystem::exists(pidFile));
+    EXPECT_THAT(daemon->commands().all(), IsEmpty());
 }
 #endif
 
