@@ -1,7 +1,6 @@
 #include "cfgctl/commands.h"
 
 #include "cfgctl/failure.h"
-#include "config/columnrules.h"
 #include "config/rowchecker.h"
 #include "config/rowtext.h"
 #include "config/tableprinter.h"
@@ -16,29 +15,15 @@
 #include <iostream>
 #include <iterator>
 #include <optional>
-#include <set>
 
 namespace cfgctl {
 
 namespace {
 
 using gateway::Complaints;
-using gateway::FileRow;
 using gateway::FileTable;
 using ovsdb::Json;
-using ovsdb::TableSchema;
 using ovsdb::Transaction;
-
-constexpr std::size_t maxComplaints = 20; // shown
-
-[[noreturn]] void refuse(Complaints complaints) {
-    if (complaints.size() > maxComplaints) {
-        const std::size_t more = complaints.size() - maxComplaints;
-        complaints.resize(maxComplaints);
-        complaints.push_back("and " + std::to_string(more) + " more");
-    }
-    throw Failure(ExitStatus::failure, std::move(complaints));
-}
 
 std::string counted(std::size_t count, const char* thing) {
     return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
@@ -56,29 +41,11 @@ std::string readFile(const std::string& fileName) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-const TableSchema& requireTable(const Database& database, const std::string& table) {
-    Complaints complaints;
-    const TableSchema* found = gateway::findTable(database.schema(), table, "", complaints);
-    if (found == nullptr) {
-        refuse(std::move(complaints));
-    }
-    return *found;
-}
-
-const ovsdb::ColumnType& requireColumn(const TableSchema& table, const std::string& name,
-                                       const std::string& column) {
-    const auto found = table.columns.find(column);
-    if (found == table.columns.end()) {
-        throw Failure(ExitStatus::failure, name + ": " + gateway::unknownColumn(table, column));
-    }
-    return found->second;
-}
-
 // Each once.
 std::vector<std::string> allIfNone(const Database& database, const std::vector<std::string>& tables) {
     std::vector<std::string> result;
     for (const std::string& table : tables) {
-        requireTable(database, table);
+        requireTable(database.schema(), table);
         if (std::find(result.begin(), result.end(), table) == result.end()) {
             result.push_back(table);
         }
@@ -101,40 +68,20 @@ std::vector<std::vector<Json>> readTables(Database& database, const std::vector<
     return content;
 }
 
-FileRow toFileRow(const TableSchema& table, const std::string& name, const Assignments& values) {
-    FileRow row;
-    for (const auto& [column, text] : values) {
-        const auto value = gateway::fromText(requireColumn(table, name, column), text);
-        // A text that is none of the column's type is left to the checker to complain about.
-        row.emplace_back(column, value ? *value : Json(text));
-    }
-    return row;
-}
-
-// The condition under which a column reads as `text`; nothing if it can't.
-std::optional<Json> readsAs(const ovsdb::ColumnType& type, const std::string& column,
-                            const std::string& text) {
-    const auto value = gateway::fromText(type, text);
-    if (!value || gateway::toText(*value) != text) {
-        return std::nullopt;
-    }
-    return Json::array({ovsdb::condition(column, "==", *value)});
-}
-
-// Does what `addOperation` adds for the rows where the key column reads as that. Returns how many there were.
+// Does what `addOperation` adds for the rows under these conditions, where the key reads as it should.
+// Returns how many there were.
 template <typename AddOperation>
 std::size_t changeWhere(Database& database, const std::string& table, const Assignment& key,
-                        AddOperation addOperation) {
-    const ovsdb::ColumnType& type = requireColumn(requireTable(database, table), table, key.first);
+                        const std::optional<Json>& where, AddOperation addOperation) {
     std::size_t count = 0;
-    if (const auto where = readsAs(type, key.first, key.second)) {
+    if (where) {
         Transaction transaction;
-        addOperation(transaction, *where);
+        addOperation(transaction);
         count = ovsdb::countOf(database.transact(transaction, {table}), 0);
     }
     if (count == 0) {
         throw Failure(ExitStatus::failure,
-                      table + ": no row where " + key.first + " is \"" + key.second + "\"");
+                      table + ": no row where " + key.first + " is " + ovsdb::toText(Json(key.second)));
     }
     return count;
 }
@@ -203,46 +150,22 @@ Transaction importTransaction(const std::vector<gateway::CheckedTable>& tables, 
     return transaction;
 }
 
-long long nextId(Database& database, const std::string& table) {
+std::string nextId(Database& database, const std::string& table) {
     const auto content = readTables(database, {table});
     long long highest = 0;
     for (const Json& row : content.front()) {
         highest = std::max(highest, row.at("Id").get<long long>());
     }
-    return highest + 1;
+    return std::to_string(highest + 1);
 }
 
-void insertRow(Database& database, const TableSchema& schema, const std::string& table, const FileRow& row) {
-    Complaints complaints;
-    const Json complete = gateway::completeRow(table, schema, row, table, complaints);
-    if (!complaints.empty()) {
-        refuse(std::move(complaints));
-    }
+void insertRow(Database& database, const std::string& table, const Assignments& values) {
     Transaction transaction;
-    transaction.insert(table, complete);
+    transaction.insert(table, rowOf(database.schema(), table, values));
     database.transact(transaction, {table});
 }
 
 } // namespace
-
-Assignments parseAssignments(const std::vector<std::string>& texts, const std::string& form,
-                             const std::string& key) {
-    Assignments assignments;
-    std::set<std::string> columns;
-    for (const std::string& text : texts) {
-        const std::size_t sign = text.find('=');
-        if (sign == std::string::npos || sign == 0) {
-            std::string message = "\"" + text;
-            message += "\" is not of the form " + form;
-            throw Failure(ExitStatus::usage, message);
-        }
-        assignments.emplace_back(text.substr(0, sign), text.substr(sign + 1));
-        if (!columns.insert(assignments.back().first).second) {
-            throw Failure(ExitStatus::usage, key + " \"" + assignments.back().first + "\" is given twice");
-        }
-    }
-    return assignments;
-}
 
 void importFile(Database& database, const Import& import, std::ostream& out, std::ostream& remarks) {
     const std::string shownName = import.fileName == "-" ? "standard input" : import.fileName;
@@ -283,7 +206,7 @@ void exportTables(Database& database, const std::vector<std::string>& tables, st
     const auto content = readTables(database, names);
     gateway::GatewayFile file;
     for (std::size_t i = 0; i < names.size(); ++i) {
-        const auto columns = gateway::columnOrder(names[i], requireTable(database, names[i]));
+        const auto columns = gateway::columnOrder(names[i], requireTable(database.schema(), names[i]));
         FileTable& table = file.emplace_back(FileTable{names[i], {}});
         for (const Json& row : content[i]) {
             table.rows.push_back(gateway::toFileRow(columns, row));
@@ -299,59 +222,51 @@ void showTables(Database& database, const std::vector<std::string>& tables, std:
     const char* separator = "";
     for (std::size_t i = 0; i < names.size(); ++i) {
         out << separator
-            << gateway::printTable(names[i], requireTable(database, names[i]), content[i], width);
+            << gateway::printTable(names[i], requireTable(database.schema(), names[i]), content[i], width);
         separator = "\n";
     }
 }
 
 void setRows(Database& database, const std::string& table, const Assignment& key, const Assignments& values,
              std::ostream& out) {
-    const TableSchema& schema = requireTable(database, table);
-    requireColumn(schema, table, key.first);
-    Complaints complaints;
-    const Json changes =
-        gateway::changedColumns(table, schema, toFileRow(schema, table, values), table, complaints);
-    if (!complaints.empty()) {
-        refuse(std::move(complaints));
-    }
-    const std::size_t count =
-        changeWhere(database, table, key, [&](Transaction& transaction, const Json& where) {
-            transaction.update(table, where, changes);
-        });
+    const auto where = conditionsOf(database.schema(), table, key);
+    const Json changes = changesOf(database.schema(), table, values);
+    const std::size_t count = changeWhere(database, table, key, where, [&](Transaction& transaction) {
+        transaction.update(table, *where, changes);
+    });
     out << table << ": " << counted(count, "row") << " set\n";
 }
 
 void addRow(Database& database, const std::string& table, const Assignments& values, std::ostream& out) {
-    const TableSchema& schema = requireTable(database, table);
-    FileRow row = toFileRow(schema, table, values);
     const bool hasId =
-        std::any_of(row.begin(), row.end(), [](const auto& entry) { return entry.first == "Id"; });
-    if (hasId || schema.columns.count("Id") == 0) {
-        insertRow(database, schema, table, row);
+        std::any_of(values.begin(), values.end(), [](const auto& value) { return value.first == "Id"; });
+    if (hasId || requireTable(database.schema(), table).columns.count("Id") == 0) {
+        insertRow(database, table, values);
         out << table << ": 1 row added\n";
         return;
     }
-    row.emplace_back("Id", nextId(database, table));
+    Assignments numbered = values;
+    std::string& id = numbered.emplace_back("Id", nextId(database, table)).second;
     for (;;) {
         try {
-            insertRow(database, schema, table, row);
-            out << table << ": 1 row added, Id " << row.back().second << '\n';
+            insertRow(database, table, numbered);
+            out << table << ": 1 row added, Id " << id << '\n';
             return;
         } catch (const Failure&) {
             // Somebody may have taken the Id meanwhile. If not, it was something else.
-            const Json next = nextId(database, table);
-            if (next == row.back().second) {
+            const std::string next = nextId(database, table);
+            if (next == id) {
                 throw;
             }
-            row.back().second = next;
+            id = next;
         }
     }
 }
 
 void deleteRows(Database& database, const std::string& table, const Assignment& key, std::ostream& out) {
-    const std::size_t count =
-        changeWhere(database, table, key,
-                    [&](Transaction& transaction, const Json& where) { transaction.remove(table, where); });
+    const auto where = conditionsOf(database.schema(), table, key);
+    const std::size_t count = changeWhere(
+        database, table, key, where, [&](Transaction& transaction) { transaction.remove(table, *where); });
     out << table << ": " << counted(count, "row") << " deleted\n";
 }
 

@@ -2,23 +2,13 @@
 #pragma once
 
 #include "cfgctl/database.h"
+#include "cfgctl/rowwords.h"
 
 #include <iosfwd>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace cfgctl {
-
-// COLUMN=VALUE from the command line, in its order.
-using Assignment = std::pair<std::string, std::string>;
-using Assignments = std::vector<Assignment>;
-
-// Throws Failure (usage) on a text without "=" or without a column before it, and on a column that is given
-// twice. `form` and `key` are for the messages.
-Assignments parseAssignments(const std::vector<std::string>& texts, const std::string& form = "COLUMN=VALUE",
-                             const std::string& key = "column");
 
 enum class ImportMode {
     replace, // the tables that the file names hold the file's rows afterwards, and nothing else

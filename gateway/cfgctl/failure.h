@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace cfgctl {
@@ -27,5 +28,16 @@ class Failure : public std::runtime_error {
     ExitStatus status_;
     std::vector<std::string> lines_;
 };
+
+// What is wrong with rows, a line each, at most as many as one can take in.
+[[noreturn]] inline void refuse(std::vector<std::string> complaints) {
+    constexpr std::size_t most = 20;
+    if (complaints.size() > most) {
+        const std::size_t more = complaints.size() - most;
+        complaints.resize(most);
+        complaints.push_back("and " + std::to_string(more) + " more");
+    }
+    throw Failure(ExitStatus::failure, std::move(complaints));
+}
 
 } // namespace cfgctl

@@ -73,14 +73,14 @@ void checkWord(const std::string& table, const std::string& column, const Json& 
 } // namespace
 
 std::string unknownColumn(const ovsdb::TableSchema& table, const std::string& column) {
-    return "unknown column \"" + column + "\"; the table has " + namesOf(table.columns);
+    return "unknown column " + ovsdb::toText(Json(column)) + "; the table has " + namesOf(table.columns);
 }
 
 const ovsdb::TableSchema* findTable(const ovsdb::DatabaseSchema& schema, const std::string& table,
                                     const std::string& place, Complaints& complaints) {
     const ovsdb::TableSchema* found = schema.findTable(table);
     if (found == nullptr) {
-        complaints.push_back(place + "unknown table \"" + table + "\"; the database has " +
+        complaints.push_back(place + "unknown table " + ovsdb::toText(Json(table)) + "; the database has " +
                              namesOf(schema.tables));
     }
     return found;

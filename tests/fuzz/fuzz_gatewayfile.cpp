@@ -2,24 +2,16 @@
 #include "config/gatewayfile.h"
 #include "config/rowchecker.h"
 #include "input.h"
+#include "shippedschema.h"
 #include "zel/wordrule.h"
 
-#include <fstream>
-
 namespace {
-
-const ovsdb::DatabaseSchema& schema() {
-    static const ovsdb::DatabaseSchema shipped = [] {
-        std::ifstream file(GATEWAY_SCHEMA);
-        return ovsdb::DatabaseSchema::parse(ovsdb::Json::parse(file));
-    }();
-    return shipped;
-}
 
 // What was not complained about can be sent, and brings the shell nothing.
 void checkRows(const gateway::CheckedTable& table) {
     for (const ovsdb::Json& row : table.rows) {
-        fuzz::require(row.size() == schema().findTable(table.name)->columns.size(), "a row has every column");
+        fuzz::require(row.size() == fuzz::shippedSchema().findTable(table.name)->columns.size(),
+                      "a row has every column");
         for (const auto& [name, value] : row.items()) {
             const zel::cfg::GatewayColumn* column = zel::cfg::findGatewayColumn(table.name, name);
             fuzz::require(column != nullptr &&
@@ -42,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     gateway::Complaints complaints;
-    const auto tables = gateway::checkFile(schema(), file, "fuzz", complaints);
+    const auto tables = gateway::checkFile(fuzz::shippedSchema(), file, "fuzz", complaints);
     if (!complaints.empty()) {
         return 0;
     }

@@ -5,19 +5,11 @@
 #include "import/imported.h"
 #include "import/interfaces.h"
 #include "input.h"
+#include "shippedschema.h"
 
 #include <algorithm>
-#include <fstream>
 
 namespace fuzz {
-
-inline const ovsdb::DatabaseSchema& shippedSchema() {
-    static const ovsdb::DatabaseSchema shipped = [] {
-        std::ifstream file(GATEWAY_SCHEMA);
-        return ovsdb::DatabaseSchema::parse(ovsdb::Json::parse(file));
-    }();
-    return shipped;
-}
 
 // A DSL line with internet over PPP and television on a VLAN, a home network.
 inline const importers::Interfaces& someGateway() {

@@ -110,6 +110,23 @@ TEST_F(Commands, SetFailsIfNoRowHasThatKey) {
                   "QoSQueues: no row where Name is \"Voip_media\"");
 }
 
+TEST_F(Commands, AKeyThatIsNoUtf8FindsNoRow) {
+    output({"set", "StatusDsl", "Id=1", "StatusString=a\xEF\xBF\xBD"}); // as which it is shown
+    const std::string error = "StatusDsl: no row where StatusString is \"a\xEF\xBF\xBD\"";
+    expectFailure({"set", "StatusDsl", "StatusString=a\xff", "Status=4"}, error);
+    expectFailure({"del", "StatusDsl", "StatusString=a\xff"}, error);
+}
+
+TEST_F(Commands, AMessageIsALineWhateverTheWordsHold) {
+    expectFailure({"set", "StatusDsl", "Id=1\n2", "Status=4"}, R"(StatusDsl: no row where Id is "1\n2")");
+    expectFailure({"add", "StatusDsl", "Sta\ntus=4"},
+                  R"(StatusDsl: unknown column "Sta\ntus"; the table has Id, Status, StatusString)");
+    EXPECT_THAT(run({"del", "Status\nDsl", "Id=1"}).err,
+                StartsWith(R"(cfgctl: unknown table "Status\nDsl"; )"));
+    EXPECT_EQ(run({"add", "StatusDsl", "I\nd"}).err, "cfgctl: \"I\\nd\" is not of the form COLUMN=VALUE\n");
+    EXPECT_EQ(run({"add", "StatusDsl", "I\nd=1", "I\nd=2"}).err, "cfgctl: column \"I\\nd\" is given twice\n");
+}
+
 TEST_F(Commands, SetComparesKeysAsText) {
     for (const char* key :
          {"Id=01", "Id=+1", "Id= 1", "Id=1.0", "Id=", "Id=one", "Id=99999999999999999999"}) {
