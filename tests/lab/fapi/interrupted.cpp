@@ -11,7 +11,8 @@ namespace {
 // tc lists qdiscs and classes in the order in which they were made.
 std::string withObjectsSorted(const std::string& dump) {
     const auto isObject = [](const std::string& line) {
-        return line.rfind("class ", 0) == 0 || line.rfind("qdisc ", 0) == 0;
+        return line.rfind("class ", 0) == 0 ||
+               (line.rfind("qdisc ", 0) == 0 && line.find(" dev ") != std::string::npos);
     };
     Lines lines;
     std::istringstream in(dump);
@@ -71,7 +72,32 @@ std::vector<Interrupted> interruptedCalls() {
         {"addingTheFirstRule", {}, addRule, {deleteRule}},
         {"modifyingARule", {addUpperQueue, addRule}, modifyRule, {deleteRule, deleteUpperQueue}},
         {"deletingTheLastRule", {addRule}, deleteRule, {}},
+        {"addingAPcpRule", {}, addPcpRule, {deletePcpRule}, Needs::vlan},
+        {"modifyingAPcpRule", {addPcpRule}, modifyPcpRule, {deletePcpRule}, Needs::vlan},
+        {"deletingTheLastPcpRule", {addPcpRule}, deletePcpRule, {}, Needs::vlan},
+        {"addingARedQueue", {}, addRedQueue, {deleteQueue}, Needs::red},
+        {"deletingARedQueue", {addRedQueue}, deleteQueue, {}, Needs::red},
+        {"forcingAShaper", {addForeignRoot}, forceShaper, {deleteShaper}, Needs::nothing, true},
+        {"forcingAQueue", {addForeignRoot}, forceQueue, {deleteQueue}, Needs::nothing, true},
     };
+}
+
+void InterruptedTest::prepareFor(Needs needs) {
+    // What the calls are to write is there, and the dump shows it.
+    const auto expectShown = [](const char* add, const char* remove, const std::string& written) {
+        if (goesOn()) {
+            ok(add);
+            EXPECT_NE(std::string::npos, dump().find(written)) << written;
+            ok(remove);
+        }
+    };
+    if (needs == Needs::vlan) {
+        addVlan();
+        expectShown(addPcpRule, deletePcpRule, " 4203741189:5 "); // 0xfa900005
+    } else if (needs == Needs::red) {
+        needRed();
+        expectShown(addRedQueue, deleteQueue, "\nqdisc red ");
+    }
 }
 
 void InterruptedTest::run(const Lines& lines) {

@@ -7,11 +7,17 @@ namespace fapi::test {
 
 using Lines = std::vector<std::string>;
 
+enum class Needs { nothing, vlan, red };
+
 struct Interrupted {
     const char* name;
     Lines before;     // commands that are in place
     std::string line; // the command that is interrupted
     Lines after;      // the way back from what it does
+    Needs needs = Needs::nothing;
+    // A root qdisc of others, which is in place before, is gone afterwards. Only the kernel knew what it was:
+    // nothing brings it back, neither the way back nor the next call, and the port has the kernel's default.
+    bool replacesForeign = false;
 };
 
 // How GoogleTest shows it.
@@ -46,12 +52,30 @@ inline constexpr const char* addRule =
 inline constexpr const char* modifyRule =
     "classcfg -M r -i br0 -p tcp --dport 80 -o ptm0 -j mark --mark 2 --mark-loc 1 --priority 2";
 inline constexpr const char* deleteRule = "classcfg -D r -i br0";
+inline constexpr const char* addPcpRule =
+    "classcfg -A v -i br0 -p udp --dport 5060 -o ptm0.7 -j vlan --pcp-outer 5 -j mark --mark 1 --mark-loc 1 "
+    "--priority 1";
+inline constexpr const char* modifyPcpRule =
+    "classcfg -M v -i br0 -p udp --dport 5060 -o ptm0.7 -j vlan --pcp-outer 3 -j mark --mark 1 --mark-loc 1 "
+    "--priority 1";
+inline constexpr const char* deletePcpRule = "classcfg -D v -i br0";
+inline constexpr const char* addRedQueue =
+    "qcfg --queue -A q1 -i ptm0 -t egress -l 64 -m sp --priority 1 -d red --map 1";
+inline constexpr const char* addForeignRoot =
+    "tc qdisc add dev ptm0 root handle 1: tbf rate 1mbit burst 5000 limit 10000";
+inline constexpr const char* deleteForeignRoot = "tc qdisc del dev ptm0 root handle 1:";
+inline constexpr const char* forceShaper = "qcfg --port -A s -i ptm0 -s cb --pir 50000 -t egress --force";
+inline constexpr const char* forceQueue =
+    "qcfg --queue -A q1 -i ptm0 -t egress -l 64 -m sp --priority 1 -d tail --map 1 --force";
 
 // Every operation of every tool, as the first, one of several, and the last of its port.
 std::vector<Interrupted> interruptedCalls();
 
 class InterruptedTest : public GatewayTest {
   protected:
+    // Makes what the call needs; skips the test where the kernel has none of it.
+    static void prepareFor(Needs needs);
+
     static void run(const Lines& lines);
 
     // As the daemon does it in its next life: it asks what exists, adds what is missing and modifies the

@@ -39,6 +39,32 @@ class KillTest : public InterruptedTest {
         }
         EXPECT_TRUE(HasFatalFailure() || kills >= fewestMoments / step()) << kills << " kills in " << line;
     }
+
+    struct Killed {
+        const char *add, *list, *remove;
+        std::function<void()> somethingElse;
+    };
+
+    static void somethingElsePutsRight(const Killed& one) {
+        const std::string clean = dump();
+        const std::string nothingListed = output(one.list);
+        atEachMoment(
+            one.add, [] {},
+            [&] {
+                one.somethingElse();
+                if (output(one.list) != nothingListed) {
+                    ok(one.remove);
+                }
+                ASSERT_EQ(clean, dump());
+                expectNothingRemembered();
+            });
+    }
+
+    static void map() { run({addMap, deleteMap}); }
+
+    static void mistake() {
+        fails(1, "qcfg: queue other on ptm0: no such queue", "qcfg --queue -D other -i ptm0 -t egress");
+    }
 };
 
 class KillAnywhereTest : public KillTest, public testing::WithParamInterface<Interrupted> {};
@@ -49,6 +75,10 @@ INSTANTIATE_TEST_SUITE_P(Line, KillAnywhereTest, testing::ValuesIn(interruptedCa
 // The next call of the same kind does what the killed one was to do, and the way back leaves nothing.
 TEST_P(KillAnywhereTest, isPutRightByTheNextCall) {
     const Interrupted& c = GetParam();
+    prepareFor(c.needs);
+    if (!goesOn()) {
+        return;
+    }
     const std::string clean = dump();
     run(c.before);
     ok(c.line);
@@ -69,31 +99,48 @@ TEST_P(KillAnywhereTest, isPutRightByTheNextCall) {
 // The killed line is not asked for again: its object is there and listed, or nothing of it is. Any other
 // change sees to that, also one that fails, for it finds the mark of the one that was killed.
 TEST_F(KillTest, isPutRightByACallForSomethingElse) {
-    const auto map = [] { run({addMap, deleteMap}); };
-    const auto mistake = [] {
-        fails(1, "qcfg: queue other on ptm0: no such queue", "qcfg --queue -D other -i ptm0 -t egress");
-    };
-    struct Killed {
-        const char *add, *list, *remove;
-        std::function<void()> somethingElse;
-    };
-    const std::string clean = dump();
     for (const Killed& one :
          {Killed{addQueue, "qcfg --queue -Lall -iptm0", deleteQueue, mistake},
           Killed{addIngressQueue, "qcfg --queue -Lall -ippp0 -tingress", deleteIngressQueue, map},
           Killed{addIngressShaper, "qcfg --show --json", deleteIngressShaper, mistake}}) {
-        const std::string nothingListed = output(one.list);
-        atEachMoment(
-            one.add, [] {},
-            [&] {
-                one.somethingElse();
-                if (output(one.list) != nothingListed) {
-                    ok(one.remove);
-                }
-                ASSERT_EQ(clean, dump());
-                expectNothingRemembered();
-            });
+        somethingElsePutsRight(one);
     }
+}
+
+TEST_F(KillTest, ofAPcpRuleIsPutRightByACallForSomethingElse) {
+    prepareFor(Needs::vlan);
+    if (goesOn()) {
+        somethingElsePutsRight({addPcpRule, "classcfg -Lall -ibr0", deletePcpRule, mistake});
+    }
+}
+
+// Without another --force: the foreign root is there as it was, or gone with all that came in its place.
+TEST_F(KillTest, withForceLeavesTheForeignRootOrTheDefault) {
+    const std::string clean = dump();
+    ok(addForeignRoot);
+    const std::string foreign = dump();
+    ok(deleteForeignRoot);
+    int kept = 0;
+    int gone = 0;
+    atEachMoment(
+        forceQueue, [] { ok(addForeignRoot); },
+        [&] {
+            mistake();
+            if (output("qcfg --queue -Lall -iptm0").empty()) {
+                const bool isGone = dump() == clean;
+                ++(isGone ? gone : kept);
+                if (!isGone) {
+                    ASSERT_EQ(foreign, dump());
+                    ok(deleteForeignRoot);
+                }
+            } else {
+                ok(deleteQueue);
+            }
+            ASSERT_EQ(clean, dump());
+            expectNothingRemembered();
+        });
+    EXPECT_GT(kept, 0);
+    EXPECT_GT(gone, 0);
 }
 
 // After a killed deletion the next life adds or modifies, as the listing says.

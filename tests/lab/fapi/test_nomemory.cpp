@@ -13,7 +13,7 @@ namespace {
 // Every allocation in turn takes many minutes: FAPI_ALLOCATION_STEP=1 does it.
 int step() {
     const char* chosen = getenv("FAPI_ALLOCATION_STEP");
-    return chosen == nullptr ? 251 : std::max(1, atoi(chosen));
+    return chosen == nullptr ? 97 : std::max(1, atoi(chosen));
 }
 
 // Even the shortest of these calls allocates more often than this.
@@ -48,11 +48,16 @@ class NoMemoryAnywhereTest : public NoMemoryTest, public testing::WithParamInter
 INSTANTIATE_TEST_SUITE_P(Line, NoMemoryAnywhereTest, testing::ValuesIn(interruptedCalls()),
                          [](const auto& given) { return given.param.name; });
 
-// When one allocation fails there is memory for the way back: everything is as it was. When all that follow
-// fail, too, it is for the next call to put right what is left.
+// When one allocation fails there is memory for the way back: everything is as it was, but for a foreign root
+// qdisc that was replaced. When all that follow fail, too, it is for the next call to put right what is left.
 TEST_P(NoMemoryAnywhereTest, isToldAndLeavesEverythingAsItWas) {
     const Interrupted& c = GetParam();
+    prepareFor(c.needs);
+    if (!goesOn()) {
+        return;
+    }
     const std::string clean = dump();
+    const std::string nothing = dumpWithoutNumbers();
     run(c.before);
     const std::string before = dumpWithoutNumbers();
     ok(c.line);
@@ -76,7 +81,7 @@ TEST_P(NoMemoryAnywhereTest, isToldAndLeavesEverythingAsItWas) {
             successes = 0;
             ++failures;
             expectToldSo(result, c.line);
-            if (!allThatFollow) {
+            if (!allThatFollow && !(c.replacesForeign && dumpWithoutNumbers() == nothing)) {
                 ASSERT_EQ(before, dumpWithoutNumbers());
             }
             again(c);
