@@ -30,23 +30,26 @@ void checkValues(const std::string& table, const Assignments& said, const Json& 
     (void)values.dump(); // as it is sent
 }
 
-void follow(const std::string& command, fuzz::Input& input) {
-    const ovsdb::DatabaseSchema& schema = fuzz::shippedSchema();
-    const std::string table = input.line();
+std::vector<std::string> wordsOf(fuzz::Input& input) {
     std::vector<std::string> words;
     while (!input.empty()) {
         words.push_back(input.line());
     }
+    return words;
+}
+
+void follow(const std::string& command, fuzz::Input& input) {
+    const ovsdb::DatabaseSchema& schema = fuzz::shippedSchema();
+    const std::string table = input.line();
     if (command == "add") {
-        const Assignments values = cfgctl::parseAssignments(words);
+        const Assignments values = cfgctl::parseAssignments(wordsOf(input));
         const Json row = cfgctl::rowOf(schema, table, values);
         fuzz::require(row.size() == schema.findTable(table)->columns.size(), "a row has every column");
         checkValues(table, values, row);
         return;
     }
-    const std::string key = words.empty() ? "" : words.front();
-    words.erase(words.begin(), words.begin() + (words.empty() ? 0 : 1));
-    const Assignments values = cfgctl::parseAssignments(words);
+    const std::string key = input.line();
+    const Assignments values = cfgctl::parseAssignments(wordsOf(input));
     if (const auto conditions =
             cfgctl::conditionsOf(schema, table, cfgctl::parseAssignments({key}).front())) {
         (void)conditions->dump();
